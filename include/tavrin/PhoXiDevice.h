@@ -69,12 +69,15 @@ public:
   bool Connect(const Type& type, const std::string& id, bool leaveConnected, bool freeRun);
   bool ConnectFirstAttached(bool leaveConnected, bool freeRun);
   bool ConnectFileCameras(const std::vector<std::string>& files, bool leaveConnected, bool freeRun);
-  // Connects in free run and waits for a first successful frame (bounded; see
-  // the source), which then serves GetScan until the next capture.
+  // Connects in free run and waits for a first successful frame, which then
+  // serves GetScan until the next capture. The wait is bounded: at most 10
+  // fetches of up to 1 s each, then a warning and false.
   bool ConnectCameraSync(const std::optional<Type>& type, const std::string& id);
   bool Disconnect();
   // Disconnects as the destructor does and starts over with a fresh state.
   void Reset();
+  // Stop / restart acquisition. Without any device handle (never connected,
+  // or after Reset) they only log a warning.
   void Pause();
   void Resume();
 
@@ -84,6 +87,7 @@ public:
   glm::uvec2 GetResolution() const;
   Mode GetMode() const;
   bool SetMode(Mode mode);
+  // Without any device handle: NoValue and a warning.
   pho::api::PhoXiOperationMode GetOperationMode() const;
   bool SetOperationMode(const pho::api::PhoXiOperationMode& mode);
   bool EnableNormals();
@@ -95,20 +99,36 @@ public:
   bool GetScan(zelk::Scan& scan, std::function<bool(const glm::vec3&)> accept);
   std::shared_ptr<pho::api::Frame> GetLastPFrame();
   std::shared_ptr<pho::api::Frame> GetLastManuallyCapturedPFrame();
+  // Without any device handle: a default record and a warning.
   pho::api::PhoXiCalibrationSettings GetCalibrationSettings() const;
   // Pose of the camera for `space` as a glm::lookAt-style view matrix.
   std::optional<glm::mat4> GetCameraTransform(const utils::SpaceDefinition& space);
   std::optional<PointCloudDimensions> GetPointCloudDimensions();
 
   // Polls the connection once a second on a watchdog thread and calls
-  // `callback` once, on that thread, when the device is no longer connected.
+  // `callback` once, on that thread and without the object's lock held, when
+  // the device is no longer connected (at once if it never connected).
   // A new registration replaces the previous callback. Disconnect and Reset
-  // end the watchdog; register again after reconnecting.
+  // end the watchdog; register again after reconnecting. The callback may
+  // call any method of this object (Disconnect, Reset, a new registration)
+  // and may destroy it; destruction on another thread waits for a running
+  // callback to return. The callback should not throw (an exception is
+  // logged and dropped).
   void AddConnectionLostCallback(std::function<void()> callback);
 
 private:
+  struct WatchdogControl;
+  // One poll of the watchdog, on its timer thread: true while connected.
+  bool PollConnection();
+  // Stops the current streamer's watchdog; the watchdog control lock is held.
+  void StopWatchdog();
+
   mutable std::mutex mutex_;
   std::unique_ptr<PhoXiStreamer> streamer_;
+  // Serialises starting and stopping the watchdog with replacing the
+  // streamer, and tracks running connection-lost callbacks (see
+  // PhoXiDeviceWatchdog.cpp). Never null.
+  std::unique_ptr<WatchdogControl> watchdogControl_;
 };
 
 }  // namespace tavrin

@@ -1,3 +1,5 @@
+#include "model/PredefinedSpaces.h"
+
 #include <tavrin/Spaces.h>
 
 namespace tavrin {
@@ -31,5 +33,13 @@ const utils::SpaceDefinition ZelkMarkerSpace =
     MakeSpace("ZELK Marker", SpaceCategory::Marker, Units::Meters, Axis::PositiveY, Axis::PositiveZ);
 const utils::SpaceDefinition LookAtSpace =
     MakeSpace("glm::lookAt", SpaceCategory::Camera, Units::Millimeters, Axis::PositiveY, Axis::NegativeZ);
+
+// Defined after the constants in this file, so they are initialised first.
+const std::map<std::string, utils::SpaceDefinition> PredefinedSpaces = {
+    {PhoXiCameraSpace.id, PhoXiCameraSpace},
+    {PhoXiMarkerSpace.id, PhoXiMarkerSpace},
+    {ZelkCameraSpace.id, ZelkCameraSpace},
+    {ZelkMarkerSpace.id, ZelkMarkerSpace},
+};
 
 }  // namespace tavrin

@@ -29,7 +29,8 @@ public:
   std::uint32_t GetWidth() const;
   std::uint32_t GetHeight() const;
 
-  // Adds one point at cell (x, y); INVALID_INDEX when the cell is outside the grid.
+  // Adds one point at cell (x, y), its position and property elements zeroed;
+  // INVALID_INDEX (nothing added) when the cell is outside the grid.
   std::uint32_t AddPointAt(unsigned x, unsigned y);
   // Adds one point per cell in order with consecutive indices; returns the
   // first index, or INVALID_INDEX (nothing added) when the list is empty or a

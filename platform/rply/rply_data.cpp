@@ -1,0 +1,380 @@
+// Data reading of the RPly implementation.
+//
+// Each element is planned once: every property gets its decoder (type and
+// byte order) and callback before the first instance is read. Binary elements
+// made of scalars only are then read as fixed-size records straight out of the
+// input window, a whole window of records at a time; everything else (ASCII,
+// lists) goes value by value. Either way the callback runs once per value, as
+// the interface requires.
+#include "rply_internal.h"
+
+#include <charconv>
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <new>
+
+namespace {
+
+using rply_detail::Canonical;
+using rply_detail::Error;
+using rply_detail::Input;
+using rply_detail::TypeSize;
+
+constexpr bool kHostLittleEndian = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
+// Added to a canonical type code when the bytes must be swapped.
+constexpr int kSwapped = 16;
+
+template <class T>
+inline T Load(const char* p) {
+  T v;
+  std::memcpy(&v, p, sizeof(T));
+  return v;
+}
+
+template <class T, class U>
+inline T LoadSwapped(const char* p) {
+  U u;
+  std::memcpy(&u, p, sizeof(U));
+  if constexpr (sizeof(U) == 2) {
+    u = __builtin_bswap16(u);
+  } else if constexpr (sizeof(U) == 4) {
+    u = __builtin_bswap32(u);
+  } else {
+    u = __builtin_bswap64(u);
+  }
+  T v;
+  std::memcpy(&v, &u, sizeof(T));
+  return v;
+}
+
+inline double Decode(int code, const char* p) {
+  switch (code) {
+    case PLY_INT8:
+    case PLY_INT8 + kSwapped:
+      return static_cast<std::int8_t>(*p);
+    case PLY_UINT8:
+    case PLY_UINT8 + kSwapped:
+      return static_cast<std::uint8_t>(*p);
+    case PLY_INT16:
+      return Load<std::int16_t>(p);
+    case PLY_UINT16:
+      return Load<std::uint16_t>(p);
+    case PLY_INT32:
+      return Load<std::int32_t>(p);
+    case PLY_UIN32:
+      return Load<std::uint32_t>(p);
+    case PLY_FLOAT32:
+      return Load<float>(p);
+    case PLY_FLOAT64:
+      return Load<double>(p);
+    case PLY_INT16 + kSwapped:
+      return LoadSwapped<std::int16_t, std::uint16_t>(p);
+    case PLY_UINT16 + kSwapped:
+      return LoadSwapped<std::uint16_t, std::uint16_t>(p);
+    case PLY_INT32 + kSwapped:
+      return LoadSwapped<std::int32_t, std::uint32_t>(p);
+    case PLY_UIN32 + kSwapped:
+      return LoadSwapped<std::uint32_t, std::uint32_t>(p);
+    case PLY_FLOAT32 + kSwapped:
+      return LoadSwapped<float, std::uint32_t>(p);
+    case PLY_FLOAT64 + kSwapped:
+      return LoadSwapped<double, std::uint64_t>(p);
+    default:
+      return 0.0;
+  }
+}
+
+// Parses an ASCII value of the given canonical type: integers must be whole
+// decimal numbers within the type's range, floats any decimal or "nan"/"inf"
+// form within the type's range. A leading "+" is allowed.
+bool ParseAscii(std::string_view token, e_ply_type canonical, double& value) {
+  const char* first = token.data();
+  const char* last = first + token.size();
+  if (first != last && *first == '+') {
+    ++first;
+    if (first == last || *first == '-' || *first == '+') {
+      return false;
+    }
+  }
+  if (canonical == PLY_FLOAT32) {
+    // Parsed as float, so the value is the one a binary file would hold, and
+    // the shortest text of FLT_MAX (3.4028235e+38) stays in range.
+    float v = 0.0f;
+    const auto [end, error] = std::from_chars(first, last, v);
+    if (error != std::errc() || end != last) {
+      return false;
+    }
+    value = v;
+    return true;
+  }
+  if (canonical == PLY_FLOAT64) {
+    double v = 0.0;
+    const auto [end, error] = std::from_chars(first, last, v);
+    if (error != std::errc() || end != last) {
+      return false;
+    }
+    value = v;
+    return true;
+  }
+  long long v = 0;
+  const auto [end, error] = std::from_chars(first, last, v);
+  if (error != std::errc() || end != last) {
+    return false;
+  }
+  long long low = 0;
+  long long high = 0;
+  switch (canonical) {
+    case PLY_INT8: low = INT8_MIN; high = INT8_MAX; break;
+    case PLY_UINT8: high = UINT8_MAX; break;
+    case PLY_INT16: low = INT16_MIN; high = INT16_MAX; break;
+    case PLY_UINT16: high = UINT16_MAX; break;
+    case PLY_INT32: low = INT32_MIN; high = INT32_MAX; break;
+    case PLY_UIN32: high = UINT32_MAX; break;
+    default: return false;
+  }
+  if (v < low || v > high) {
+    return false;
+  }
+  value = static_cast<double>(v);
+  return true;
+}
+
+struct Step {
+  p_ply_property property;
+  e_ply_type type;         // canonical scalar type (value type of a list)
+  e_ply_type lengthType;   // canonical length type of a list
+  int code;                // Decode code of `type`
+  int lengthCode;          // Decode code of `lengthType`
+  std::size_t size;        // bytes of `type`
+  std::size_t lengthSize;  // bytes of `lengthType`
+  std::size_t offset;      // byte offset in a fixed-size binary record
+  bool list;
+};
+
+enum class Status { Ok, Reported, Bad };
+
+class ElementReader {
+public:
+  ElementReader(p_ply ply, t_ply_element_& element) : ply_(ply), element_(element), input_(*ply->input) {
+    const bool swap = ply->storage_mode != PLY_ASCII && (ply->storage_mode == PLY_LITTLE_ENDIAN) != kHostLittleEndian;
+    ascii_ = ply->storage_mode == PLY_ASCII;
+    fixedRecord_ = !ascii_;
+    std::size_t offset = 0;
+    for (const auto& property : element.properties) {
+      Step step{};
+      step.property = property.get();
+      step.list = property->type == PLY_LIST;
+      step.type = Canonical(step.list ? property->value_type : property->type);
+      step.lengthType = Canonical(property->length_type);
+      step.code = step.type + (swap ? kSwapped : 0);
+      step.lengthCode = step.lengthType + (swap ? kSwapped : 0);
+      step.size = TypeSize(step.type);
+      step.lengthSize = TypeSize(step.lengthType);
+      step.offset = offset;
+      offset += step.size;
+      if (step.list) {
+        fixedRecord_ = false;
+      }
+      steps_.push_back(step);
+    }
+    recordSize_ = offset;
+    if (recordSize_ == 0 || recordSize_ > rply_detail::kBlockSize / 2) {
+      fixedRecord_ = false;
+    }
+  }
+
+  bool Read() {
+    t_ply_argument_& argument = ply_->argument;
+    argument.element = &element_;
+    if (steps_.empty()) {
+      return true;
+    }
+    return fixedRecord_ ? ReadRecords() : ReadValues();
+  }
+
+private:
+  void ReportBad(const Step& step, long instance) {
+    Error(ply_, "Error reading '%s' of '%s' number %ld", step.property->name.c_str(), element_.name.c_str(), instance);
+  }
+
+  bool Call(const Step& step) {
+    t_ply_argument_& argument = ply_->argument;
+    argument.property = step.property;
+    argument.pdata = step.property->pdata;
+    argument.idata = step.property->idata;
+    if (step.property->read_cb(&argument) == 0) {
+      Error(ply_, "Aborted by user");
+      return false;
+    }
+    return true;
+  }
+
+  // Fixed-size binary records: decode straight from the input window.
+  bool ReadRecords() {
+    std::vector<const Step*> active;
+    for (const Step& step : steps_) {
+      if (step.property->read_cb != nullptr) {
+        active.push_back(&step);
+      }
+    }
+    t_ply_argument_& argument = ply_->argument;
+    argument.length = 1;
+    argument.value_index = 0;
+    const long count = element_.ninstances;
+    long instance = 0;
+    while (instance < count) {
+      if (input_.Available() < recordSize_ && !input_.Ensure(recordSize_)) {
+        const std::size_t available = input_.Available();
+        for (const Step& step : steps_) {
+          if (step.offset + step.size > available) {
+            ReportBad(step, instance);
+            break;
+          }
+        }
+        return false;
+      }
+      const long batch =
+          std::min<long>(count - instance, static_cast<long>(input_.Available() / recordSize_));
+      const char* record = input_.Data();
+      for (long k = 0; k < batch; ++k, record += recordSize_) {
+        argument.instance_index = instance + k;
+        for (const Step* step : active) {
+          argument.value = Decode(step->code, record + step->offset);
+          if (!Call(*step)) {
+            return false;
+          }
+        }
+      }
+      input_.Skip(static_cast<std::size_t>(batch) * recordSize_);
+      instance += batch;
+    }
+    return true;
+  }
+
+  // One value of a scalar type; `wanted` false skips the conversion.
+  Status ReadScalar(e_ply_type type, int code, std::size_t size, bool wanted, double& value) {
+    if (!ascii_) {
+      if (!input_.Ensure(size)) {
+        return Status::Bad;
+      }
+      if (wanted) {
+        value = Decode(code, input_.Data());
+      }
+      input_.Skip(size);
+      return Status::Ok;
+    }
+    std::string_view token;
+    switch (input_.NextToken(token)) {
+      case Input::TokenResult::Ok:
+        break;
+      case Input::TokenResult::TooLarge:
+        Error(ply_, "Token too large");
+        return Status::Reported;
+      case Input::TokenResult::EndOfFile:
+        Error(ply_, "Unexpected end of file");
+        return Status::Reported;
+    }
+    if (!wanted) {
+      return Status::Ok;
+    }
+    return ParseAscii(token, type, value) ? Status::Ok : Status::Bad;
+  }
+
+  bool Finish(Status status, const Step& step, long instance) {
+    if (status == Status::Bad) {
+      ReportBad(step, instance);
+    }
+    return status == Status::Ok;
+  }
+
+  // ASCII, lists, or records too large for the window: value by value.
+  bool ReadValues() {
+    t_ply_argument_& argument = ply_->argument;
+    const long count = element_.ninstances;
+    for (long instance = 0; instance < count; ++instance) {
+      argument.instance_index = instance;
+      for (const Step& step : steps_) {
+        const bool wanted = step.property->read_cb != nullptr;
+        double value = 0.0;
+        if (!step.list) {
+          const Status status = ReadScalar(step.type, step.code, step.size, wanted, value);
+          if (status != Status::Ok) {
+            return Finish(status, step, instance);
+          }
+          if (wanted) {
+            argument.length = 1;
+            argument.value_index = 0;
+            argument.value = value;
+            if (!Call(step)) {
+              return false;
+            }
+          }
+          continue;
+        }
+        double length = 0.0;
+        Status status = ReadScalar(step.lengthType, step.lengthCode, step.lengthSize, true, length);
+        if (status == Status::Ok && !(length >= 0.0 && length <= static_cast<double>(LONG_MAX / 2) &&
+                                      std::floor(length) == length)) {
+          status = Status::Bad;
+        }
+        if (status != Status::Ok) {
+          return Finish(status, step, instance);
+        }
+        const long n = static_cast<long>(length);
+        if (wanted) {
+          argument.length = n;
+          argument.value_index = -1;
+          argument.value = length;
+          if (!Call(step)) {
+            return false;
+          }
+        }
+        for (long j = 0; j < n; ++j) {
+          status = ReadScalar(step.type, step.code, step.size, wanted, value);
+          if (status != Status::Ok) {
+            return Finish(status, step, instance);
+          }
+          if (wanted) {
+            argument.length = n;
+            argument.value_index = j;
+            argument.value = value;
+            if (!Call(step)) {
+              return false;
+            }
+          }
+        }
+      }
+    }
+    return true;
+  }
+
+  p_ply ply_;
+  t_ply_element_& element_;
+  Input& input_;
+  std::vector<Step> steps_;
+  std::size_t recordSize_ = 0;
+  bool ascii_ = false;
+  bool fixedRecord_ = false;
+};
+
+}  // namespace
+
+extern "C" int ply_read(p_ply ply) {
+  if (ply == nullptr || !ply->header_read) {
+    return 0;
+  }
+  try {
+    for (const auto& element : ply->elements) {
+      ElementReader reader(ply, *element);
+      if (!reader.Read()) {
+        return 0;
+      }
+    }
+  } catch (const std::bad_alloc&) {
+    Error(ply, "Out of memory");
+    return 0;
+  }
+  return 1;
+}

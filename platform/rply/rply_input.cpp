@@ -1,0 +1,115 @@
+// Buffered input of the RPly implementation: one reusable block, refilled by
+// moving the unread tail to the front. Tokens and lines are views into it.
+#include "rply_internal.h"
+
+#include <cstring>
+
+namespace rply_detail {
+
+Input::Input(std::FILE* file) : file_(file), buffer_(new char[kBlockSize]) {}
+
+Input::~Input() = default;
+
+bool Input::Refill() {
+  if (eof_) {
+    return false;
+  }
+  const std::size_t remaining = end_ - pos_;
+  if (pos_ > 0) {
+    std::memmove(buffer_.get(), buffer_.get() + pos_, remaining);
+    pos_ = 0;
+    end_ = remaining;
+  }
+  if (end_ == kBlockSize) {
+    return false;  // window full: the caller's request is larger than a block
+  }
+  const std::size_t got = std::fread(buffer_.get() + end_, 1, kBlockSize - end_, file_);
+  if (got == 0) {
+    eof_ = true;
+    return false;
+  }
+  end_ += got;
+  return true;
+}
+
+bool Input::Ensure(std::size_t n) {
+  while (Available() < n) {
+    if (!Refill()) {
+      return false;
+    }
+  }
+  return true;
+}
+
+Input::TokenResult Input::NextToken(std::string_view& token, char* separator) {
+  for (;;) {
+    while (pos_ < end_ && IsSpace(buffer_[pos_])) {
+      ++pos_;
+    }
+    if (pos_ < end_) {
+      break;
+    }
+    if (!Refill()) {
+      return TokenResult::EndOfFile;
+    }
+  }
+  std::size_t length = 0;
+  for (;;) {
+    const char* data = buffer_.get() + pos_;
+    const std::size_t available = end_ - pos_;
+    while (length < available && !IsSpace(data[length])) {
+      ++length;
+    }
+    if (length > kMaxToken) {
+      return TokenResult::TooLarge;
+    }
+    if (length < available) {
+      token = std::string_view(data, length);
+      if (separator != nullptr) {
+        *separator = data[length];
+      }
+      pos_ += length + 1;
+      return TokenResult::Ok;
+    }
+    if (!Refill()) {
+      // The file ends right after the token.
+      token = std::string_view(buffer_.get() + pos_, length);
+      if (separator != nullptr) {
+        *separator = '\0';
+      }
+      pos_ += length;
+      return TokenResult::Ok;
+    }
+  }
+}
+
+Input::LineResult Input::NextLine(std::string& line) {
+  std::size_t length = 0;
+  for (;;) {
+    const char* data = buffer_.get() + pos_;
+    const std::size_t available = end_ - pos_;
+    const void* newline = std::memchr(data + length, '\n', available - length);
+    if (newline != nullptr) {
+      length = static_cast<std::size_t>(static_cast<const char*>(newline) - data);
+      std::size_t text = length;
+      if (text > 0 && data[text - 1] == '\r') {
+        --text;
+      }
+      if (text >= kLineSize) {
+        return LineResult::TooLong;
+      }
+      line.assign(data, text);
+      pos_ += length + 1;
+      return LineResult::Ok;
+    }
+    length = available;
+    if (length > kLineSize) {
+      return LineResult::TooLong;
+    }
+    if (!Refill()) {
+      return LineResult::EndOfFile;
+    }
+  }
+}
+
+}  // namespace rply_detail

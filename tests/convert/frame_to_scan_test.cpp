@@ -1,0 +1,336 @@
+#include "ConvertTestSupport.h"
+#include "support/LogCapture.h"
+
+#include <tavrin/Conversions.h>
+#include <tavrin/Spaces.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace {
+
+using convert_test::EmptyFrame;
+using convert_test::FullParams;
+using tavrin_test::LogCapture;
+
+const char* const kConvertComponent = "tavrin::PhoFrameToScan";
+const char* const kFilterComponent = "tavrin::PhoFrameToZelkScan";
+
+// The 1032 x 772 frame with (1, 2, 3) at column 1 of row 0 and (0, 0, 5) at
+// column 0 of row 1; every other pixel unmeasured.
+std::shared_ptr<pho::api::Frame> TwoPointFrame() {
+  auto frame = EmptyFrame(1032, 772);
+  frame->PointCloud.At(0, 1) = pho::api::Point3_32f(1.0f, 2.0f, 3.0f);
+  frame->PointCloud.At(1, 0) = pho::api::Point3_32f(0.0f, 0.0f, 5.0f);
+  return frame;
+}
+
+// A 2064 x 1544 frame with measured points at the first `n` pixels of row 0,
+// point i at (i + 1, 0, i + 1).
+std::shared_ptr<pho::api::Frame> RowFrame(int n) {
+  auto frame = EmptyFrame(2064, 1544);
+  for (int i = 0; i < n; ++i)
+    frame->PointCloud.At(0, i) = pho::api::Point3_32f(static_cast<float>(i + 1), 0.0f, static_cast<float>(i + 1));
+  return frame;
+}
+
+// An empty acceptance function keeps everything and is never called (calling
+// it would throw std::bad_function_call).
+TEST(FrameToScan, KeepsMeasuredPixelsInTraversalOrder) {
+  LogCapture log;
+  zelk::Scan scan;
+  ASSERT_TRUE(tavrin::PhoFrameToScan(TwoPointFrame(), FullParams(), scan, tavrin::AcceptanceFunction()));
+  EXPECT_EQ(scan.GetResolution(), glm::uvec2(1032, 772));
+  ASSERT_EQ(scan.GetPointCount(), 2u);
+  EXPECT_EQ(scan.GetCoords(), (std::vector<glm::uvec2>{{1, 0}, {0, 1}}));
+  EXPECT_EQ(scan.GetPositions()[0], glm::vec3(1.0f, 2.0f, 3.0f));
+  EXPECT_EQ(scan.GetPositions()[1], glm::vec3(0.0f, 0.0f, 5.0f));
+  EXPECT_TRUE(log.Empty());
+}
+
+TEST(FrameToScan, NanCoordinateCountsAsMeasured) {
+  auto frame = EmptyFrame(1032, 772);
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  frame->PointCloud.At(3, 4) = pho::api::Point3_32f(0.0f, nan, 0.0f);
+  frame->PointCloud.At(5, 6) = pho::api::Point3_32f(-0.0f, 0.0f, -0.0f);  // negative zero: unmeasured
+  zelk::Scan scan;
+  ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
+  ASSERT_EQ(scan.GetPointCount(), 1u);
+  EXPECT_EQ(scan.GetCoords()[0], glm::uvec2(4, 3));
+  EXPECT_TRUE(std::isnan(scan.GetPositions()[0].y));
+}
+
+struct AcceptanceCase {
+  int measured;
+  float keepBelowZ;  // points with z below this are kept
+  const char* message;  // empty: no report expected
+};
+
+class FrameToScanAcceptance : public ::testing::TestWithParam<AcceptanceCase> {};
+
+TEST_P(FrameToScanAcceptance, ReportsRemovedShareInSinglePrecision) {
+  const AcceptanceCase& c = GetParam();
+  LogCapture log;
+  zelk::Scan scan;
+  std::vector<glm::vec3> seen;
+  const float limit = c.keepBelowZ;
+  const tavrin::AcceptanceFunction accept = [&seen, limit](const glm::vec3& p) {
+    seen.push_back(p);
+    return p.z < limit;
+  };
+  ASSERT_TRUE(tavrin::PhoFrameToScan(RowFrame(c.measured), FullParams(), scan, accept));
+  // Called once per measured pixel, in traversal order, with the raw position.
+  ASSERT_EQ(seen.size(), static_cast<std::size_t>(c.measured));
+  for (int i = 0; i < c.measured; ++i) EXPECT_EQ(seen[i], glm::vec3(i + 1.0f, 0.0f, i + 1.0f));
+  for (std::uint32_t i = 0; i < scan.GetPointCount(); ++i) EXPECT_LT(scan.GetPositions()[i].z, limit);
+  if (std::string(c.message).empty()) {
+    EXPECT_TRUE(log.Empty());
+  } else {
+    ASSERT_EQ(log.Lines().size(), 1u);
+    EXPECT_TRUE(log.Has(ulog::Level::Info, c.message, kFilterComponent));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Shares, FrameToScanAcceptance,
+    ::testing::Values(AcceptanceCase{3, 3.0f, "Acceptance function removed 1 of 3 (33.333332%) points."},
+                      AcceptanceCase{3, 2.0f, "Acceptance function removed 2 of 3 (66.666664%) points."},
+                      AcceptanceCase{100, 76.0f, "Acceptance function removed 25 of 100 (25.000000%) points."},
+                      AcceptanceCase{4, 100.0f, ""}));
+
+TEST(FrameToScan, AcceptanceOnTwoPointExample) {
+  LogCapture log;
+  zelk::Scan scan;
+  ASSERT_TRUE(
+      tavrin::PhoFrameToScan(TwoPointFrame(), FullParams(), scan, [](const glm::vec3& p) { return p.z < 4.0f; }));
+  ASSERT_EQ(scan.GetPointCount(), 1u);
+  EXPECT_EQ(scan.GetCoords()[0], glm::uvec2(1, 0));
+  EXPECT_TRUE(log.Has(ulog::Level::Info, "Acceptance function removed 1 of 2 (50.000000%) points.", kFilterComponent));
+}
+
+TEST(FrameToScan, RemovingEverythingReportsAndThenFails) {
+  LogCapture log;
+  zelk::Scan scan;
+  EXPECT_FALSE(tavrin::PhoFrameToScan(TwoPointFrame(), FullParams(), scan, [](const glm::vec3&) { return false; }));
+  EXPECT_TRUE(
+      log.Has(ulog::Level::Info, "Acceptance function removed 2 of 2 (100.000000%) points.", kFilterComponent));
+  EXPECT_TRUE(log.Has(ulog::Level::Fail, "Scan can not be converted or it is empty.", kConvertComponent));
+  EXPECT_EQ(scan.GetPointCount(), 0u);
+}
+
+TEST(FrameToScan, AllPixelsUnmeasuredFailsWithPropertiesAlreadySet) {
+  LogCapture log;
+  auto frame = EmptyFrame(1032, 772);
+  frame->Texture.Resize(frame->PointCloud.Size);
+  zelk::Scan scan;
+  EXPECT_FALSE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
+  EXPECT_TRUE(log.Has(ulog::Level::Fail, "Scan can not be converted or it is empty.", kConvertComponent));
+  EXPECT_EQ(scan.GetPointCount(), 0u);
+  EXPECT_TRUE(scan.HasIntensities());
+  EXPECT_TRUE(scan.HasSpace());
+}
+
+struct ResolutionCase {
+  int width;
+  int height;
+};
+
+class FrameToScanRefusedResolution : public ::testing::TestWithParam<ResolutionCase> {};
+
+TEST_P(FrameToScanRefusedResolution, LogsAndKeepsOnlyTheResolution) {
+  const ResolutionCase& c = GetParam();
+  LogCapture log;
+  auto frame = EmptyFrame(c.width, c.height);
+  frame->PointCloud.At(0, 0) = pho::api::Point3_32f(1.0f, 1.0f, 1.0f);
+  zelk::Scan scan;
+  EXPECT_FALSE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
+  const std::string message = "Resolution " + std::to_string(c.width) + " x " + std::to_string(c.height) +
+                              " is not recognized as valid PhoXi Scanner or MotionCam resolution.";
+  EXPECT_TRUE(log.Has(ulog::Level::Fail, message, kConvertComponent));
+  EXPECT_EQ(scan.GetResolution(), glm::uvec2(c.width, c.height));
+  EXPECT_EQ(scan.GetPointCount(), 0u);
+  EXPECT_FALSE(scan.HasSpace());
+  EXPECT_FALSE(scan.GetTimestamp().has_value());
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, FrameToScanRefusedResolution,
+                         ::testing::Values(ResolutionCase{800, 1120}, ResolutionCase{1920, 1080},
+                                           ResolutionCase{772, 1032}));
+
+TEST(FrameToScan, ScalesIntrinsicsOfBinnedFrameAndLeavesCallersRecord) {
+  zelk::ScanCameraParams params = FullParams();
+  params.fx = 2000.0f;
+  params.cx = 1032.0f;
+  const zelk::ScanCameraParams original = params;
+  zelk::Scan scan;
+  ASSERT_TRUE(tavrin::PhoFrameToScan(TwoPointFrame(), params, scan, {}));
+  const zelk::ScanCameraParams& scaled = scan.GetCameraParams();
+  EXPECT_EQ(scaled.fx, 1000.0f);
+  EXPECT_EQ(scaled.cx, 516.0f);
+  EXPECT_EQ(scaled.fy, 1005.0f);
+  EXPECT_EQ(scaled.cy, 386.0f);
+  EXPECT_EQ(scaled.k1, original.k1);
+  EXPECT_EQ(scaled.k3, original.k3);
+  EXPECT_EQ(scaled.p2, original.p2);
+  EXPECT_EQ(params.fx, original.fx);
+  EXPECT_EQ(params.cx, original.cx);
+}
+
+TEST(FrameToScan, FullResolutionKeepsIntrinsics) {
+  zelk::Scan scan;
+  ASSERT_TRUE(tavrin::PhoFrameToScan(RowFrame(1), FullParams(), scan, {}));
+  EXPECT_EQ(scan.GetCameraParams().fx, 2000.0f);
+  EXPECT_EQ(scan.GetCameraParams().cy, 772.0f);
+}
+
+// 16-bit sensor channels become c * 255 / 1024 truncated, modulo 256.
+TEST(FrameToScan, ColourChannelArithmetic) {
+  const std::vector<std::pair<std::uint16_t, unsigned>> cases = {{0, 0},      {512, 127},  {1023, 254}, {1027, 255},
+                                                                 {1028, 255}, {1029, 0},   {1100, 17},  {4, 0},
+                                                                 {5, 1},      {65535, 191}};
+  auto frame = EmptyFrame(2064, 1544);
+  frame->TextureRGB.Resize(frame->PointCloud.Size);
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    const int x = static_cast<int>(i);
+    frame->PointCloud.At(0, x) = pho::api::Point3_32f(1.0f, 1.0f, 1.0f);
+    // The channels of one pixel differ so that a swapped channel shows.
+    frame->TextureRGB.At(0, x) = pho::api::ColorRGB_16(cases[i].first, 0, 1023);
+  }
+  zelk::Scan scan;
+  ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
+  ASSERT_TRUE(scan.HasColors());
+  ASSERT_EQ(scan.GetPointCount(), cases.size());
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    const zelk::Color3f& c = scan.GetColors()[i];
+    const zelk::Color3f expected(zelk::Color3b(static_cast<unsigned char>(cases[i].second), 0, 254));
+    EXPECT_EQ(c.r, expected.r) << "channel value " << cases[i].first;
+    EXPECT_EQ(c.g, expected.g);
+    EXPECT_EQ(c.b, expected.b);
+  }
+}
+
+TEST(FrameToScan, IntensityIsTextureOver65535) {
+  const std::vector<float> textures = {65535.0f, 0.0f, 32767.5f, 100000.0f};
+  auto frame = EmptyFrame(1680, 1200);
+  frame->Texture.Resize(frame->PointCloud.Size);
+  for (std::size_t i = 0; i < textures.size(); ++i) {
+    frame->PointCloud.At(2, static_cast<int>(i)) = pho::api::Point3_32f(1.0f, 2.0f, 3.0f);
+    frame->Texture.At(2, static_cast<int>(i)) = pho::api::Intensity_32f(textures[i]);
+  }
+  zelk::Scan scan;
+  ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
+  ASSERT_TRUE(scan.HasIntensities());
+  EXPECT_EQ(scan.GetIntensities()[0], 1.0f);
+  EXPECT_EQ(scan.GetIntensities()[1], 0.0f);
+  EXPECT_EQ(scan.GetIntensities()[2], 32767.5f / 65535.0f);
+  EXPECT_EQ(scan.GetIntensities()[3], 100000.0f / 65535.0f);
+}
+
+TEST(FrameToScan, NormalsAreCopiedByPixel) {
+  auto frame = TwoPointFrame();
+  frame->NormalMap.Resize(frame->PointCloud.Size);
+  frame->NormalMap.At(0, 1) = pho::api::Point3_32f(0.0f, 0.6f, -0.8f);
+  frame->NormalMap.At(1, 0) = pho::api::Point3_32f(1.0f, 0.0f, 0.0f);
+  zelk::Scan scan;
+  ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
+  ASSERT_TRUE(scan.HasNormals());
+  EXPECT_EQ(scan.GetNormals()[0], glm::vec3(0.0f, 0.6f, -0.8f));
+  EXPECT_EQ(scan.GetNormals()[1], glm::vec3(1.0f, 0.0f, 0.0f));
+}
+
+struct MapPresence {
+  bool normals;
+  bool rgb;
+  bool texture;
+};
+
+class FrameToScanProperties : public ::testing::TestWithParam<MapPresence> {};
+
+TEST_P(FrameToScanProperties, OnlyMapsWithDataBecomeProperties) {
+  const MapPresence& m = GetParam();
+  auto frame = TwoPointFrame();
+  if (m.normals) frame->NormalMap.Resize(frame->PointCloud.Size);
+  if (m.rgb) frame->TextureRGB.Resize(frame->PointCloud.Size);
+  if (m.texture) frame->Texture.Resize(frame->PointCloud.Size);
+  zelk::Scan scan;
+  ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
+  EXPECT_EQ(scan.HasNormals(), m.normals);
+  EXPECT_EQ(scan.HasColors(), m.rgb);
+  EXPECT_EQ(scan.HasIntensities(), m.texture);
+}
+
+INSTANTIATE_TEST_SUITE_P(Maps, FrameToScanProperties,
+                         ::testing::Values(MapPresence{false, false, false}, MapPresence{true, false, false},
+                                           MapPresence{false, true, false}, MapPresence{false, false, true},
+                                           MapPresence{true, true, true}));
+
+TEST(FrameToScan, MapOfAnotherSizeIsNotRead) {
+  auto frame = TwoPointFrame();
+  frame->NormalMap.Resize(pho::api::PhoXiSize(2, 2));
+  zelk::Scan scan;
+  ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
+  EXPECT_FALSE(scan.HasNormals());
+}
+
+TEST(FrameToScan, IdentityPoseGivesCameraSpaceAndTimestamp) {
+  auto frame = TwoPointFrame();
+  frame->Info.FrameTimestamp = 42.25;
+  zelk::Scan scan;
+  ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
+  ASSERT_TRUE(scan.HasSpace());
+  EXPECT_EQ(scan.GetSpace()->id, "PhoXi Camera");
+  EXPECT_TRUE(utils::IsSameSpace(*scan.GetSpace(), tavrin::PhoXiCameraSpace));
+  EXPECT_EQ(scan.GetCameraPosition(), glm::vec3(0.0f));
+  EXPECT_EQ(scan.GetCameraBasis(tavrin::PhoXiCameraSpace), glm::mat3(1.0f));
+  ASSERT_TRUE(scan.GetTimestamp().has_value());
+  EXPECT_EQ(*scan.GetTimestamp(), 42.25);
+}
+
+// The frame test is exact: any deviation from the identity pose, however
+// small, leaves the point space alone.
+TEST(FrameToScan, PoseOffIdentityLeavesSpaceUnset) {
+  const std::vector<pho::api::FrameInfo> poses = [] {
+    std::vector<pho::api::FrameInfo> list(3);
+    list[0].SensorPosition = pho::api::Point3_64f(0.0, 0.0, 1.0);
+    list[1].SensorXAxis = pho::api::Point3_64f(1.0, 0.0, 1e-12);
+    list[2].SensorZAxis = pho::api::Point3_64f(0.0, 0.0, 1.0 + 1e-9);  // 1.0f in float; the test is on doubles
+    return list;
+  }();
+  for (const pho::api::FrameInfo& info : poses) {
+    auto frame = TwoPointFrame();
+    frame->Info = info;
+    zelk::Scan scan;
+    ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
+    EXPECT_FALSE(scan.HasSpace());
+  }
+}
+
+TEST(FrameToScan, SensorPoseBecomesCameraPoseInFloat) {
+  auto frame = TwoPointFrame();
+  frame->Info.SensorPosition = pho::api::Point3_64f(10.1, -20.2, 30.3);
+  frame->Info.SensorXAxis = pho::api::Point3_64f(0.0, 1.0, 0.0);
+  frame->Info.SensorYAxis = pho::api::Point3_64f(-1.0, 0.0, 0.0);
+  frame->Info.SensorZAxis = pho::api::Point3_64f(0.0, 0.0, 1.0);
+  zelk::Scan scan;
+  scan.SetSpace(tavrin::PhoXiMarkerSpace);  // left as it was
+  ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
+  EXPECT_EQ(scan.GetCameraPosition(), glm::vec3(10.1f, -20.2f, 30.3f));
+  const glm::mat3 basis = scan.GetCameraBasis(tavrin::PhoXiCameraSpace);
+  EXPECT_EQ(basis[0], glm::vec3(0.0f, 1.0f, 0.0f));
+  EXPECT_EQ(basis[1], glm::vec3(-1.0f, 0.0f, 0.0f));
+  EXPECT_EQ(basis[2], glm::vec3(0.0f, 0.0f, 1.0f));
+  ASSERT_TRUE(scan.HasSpace());
+  EXPECT_EQ(scan.GetSpace()->id, "PhoXi Marker");
+}
+
+TEST(FrameToScan, NullFrameIsRefusedByTheConversion) {
+  LogCapture log;
+  zelk::Scan scan;
+  EXPECT_FALSE(tavrin::PhoFrameToScan(std::shared_ptr<pho::api::Frame>(), FullParams(), scan, {}));
+  EXPECT_TRUE(log.Has(ulog::Level::Fail, "Scan can not be converted or it is empty.", kConvertComponent));
+}
+
+}  // namespace

@@ -1,0 +1,185 @@
+// Recorded frame files played as file cameras: naming, missing files, the
+// Auto dispatch and detaching.
+#include <tavrin/PhoXiDevice.h>
+
+#include "device/DeviceTestSupport.h"
+#include "device/PhoXiStreamer.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace tavrin {
+namespace {
+
+using tavrin_test::DeviceTest;
+using tavrin_test::LogCapture;
+using Level = ulog::Level;
+
+// Six characters, each from 'A' (65) to 'z' (122).
+bool IsSuffix(const std::string& text) {
+  return text.size() == 6 &&
+         std::all_of(text.begin(), text.end(), [](char c) { return c >= 'A' && c <= 'z'; });
+}
+
+bool IsListed(const std::string& hwId) {
+  const std::vector<std::string> devices = pho::sim::ListDevices();
+  return std::find(devices.begin(), devices.end(), hwId) != devices.end();
+}
+
+class FileCameraTest : public DeviceTest {
+protected:
+  void SetUp() override {
+    DeviceTest::SetUp();
+    recorder_ = AddDevice("REC-001");
+  }
+  std::string Record(const std::filesystem::path& path) {
+    std::filesystem::create_directories(path.parent_path());
+    EXPECT_TRUE(tavrin_test::WriteRecording(recorder_, path.string()));
+    return path.string();
+  }
+
+  tavrin_test::TempDir dir_;
+  std::string recorder_;
+};
+
+TEST_F(FileCameraTest, SingleFileIsNamedAfterTheFileUpToItsFirstDot) {
+  const std::string file = Record(dir_.Path() / "scan.a.praw");
+  PhoXiDevice device;
+  ASSERT_TRUE(device.ConnectFileCameras({file}, false, false));
+  const pho::sim::FileCameraCounters counters = pho::sim::GetFileCameraCounters();
+  ASSERT_EQ(counters.LastAttachName.size(), 10u);
+  EXPECT_EQ(counters.LastAttachName.substr(0, 4), "scan");
+  EXPECT_TRUE(IsSuffix(counters.LastAttachName.substr(4))) << counters.LastAttachName;
+  EXPECT_EQ(counters.LastDetachName, "scan") << "a stale camera of the base name is detached first";
+  EXPECT_EQ(counters.LastAttachPaths, std::vector<std::string>{file});
+  EXPECT_EQ(device.GetId(), counters.LastAttachName);
+  EXPECT_TRUE(device.IsAcquisitionMode());
+}
+
+TEST_F(FileCameraTest, SeveralFilesAreNamedAfterTheDirectoryAboveTheirs) {
+  const std::string a = Record(dir_.Path() / "set1" / "a.praw");
+  const std::string b = Record(dir_.Path() / "set1" / "b.praw");
+  PhoXiDevice device;
+  ASSERT_TRUE(device.ConnectFileCameras({a, b}, false, false));
+  const std::string name = pho::sim::GetFileCameraCounters().LastAttachName;
+  const std::string base = dir_.Path().string();
+  ASSERT_EQ(name.size(), base.size() + 6);
+  EXPECT_EQ(name.substr(0, base.size()), base);
+  EXPECT_TRUE(IsSuffix(name.substr(base.size()))) << name;
+}
+
+TEST_F(FileCameraTest, RelativePathsAreMadeAbsolute) {
+  const std::filesystem::path file = dir_.Path() / "rel.praw";
+  Record(file);
+  const std::filesystem::path previous = std::filesystem::current_path();
+  std::filesystem::current_path(dir_.Path());
+  PhoXiDevice device;
+  const bool connected = device.ConnectFileCameras({"rel.praw"}, false, false);
+  std::filesystem::current_path(previous);
+  ASSERT_TRUE(connected);
+  EXPECT_EQ(pho::sim::GetFileCameraCounters().LastAttachPaths, std::vector<std::string>{file.string()});
+}
+
+TEST_F(FileCameraTest, NamesDifferBetweenConnections) {
+  const std::string file = Record(dir_.Path() / "scan.praw");
+  PhoXiDevice first;
+  PhoXiDevice second;
+  ASSERT_TRUE(first.ConnectFileCameras({file}, false, false));
+  ASSERT_TRUE(second.ConnectFileCameras({file}, false, false));
+  EXPECT_NE(first.GetId(), second.GetId());
+}
+
+TEST(FileCameraNaming, BaseNameRules) {
+  EXPECT_EQ(FileCameraBaseName({"/data/scan.a.praw"}), "scan");
+  EXPECT_EQ(FileCameraBaseName({"/data/scan"}), "scan");
+  EXPECT_EQ(FileCameraBaseName({"C:\\data\\take.praw"}), "take");
+  EXPECT_EQ(FileCameraBaseName({"/data/set1/a.praw", "/data/set1/b.praw"}), "/data");
+  // The directory of the first file has no separator of its own: file name.
+  EXPECT_EQ(FileCameraBaseName({"set1/a.praw", "set1/b.praw"}), "a");
+  EXPECT_EQ(FileCameraBaseName({}), "");
+}
+
+TEST(FileCameraNaming, SuffixCoversTheWholeRangeUniformly) {
+  std::vector<int> seen(128, 0);
+  for (int i = 0; i < 2000; ++i) {
+    const std::string suffix = FileCameraSuffix();
+    ASSERT_TRUE(IsSuffix(suffix)) << suffix;
+    for (char c : suffix) ++seen[static_cast<unsigned char>(c)];
+  }
+  // 12000 draws over 58 codes: every code, punctuation between 'Z' and 'a'
+  // included, turns up (each is missed with probability below 1e-80).
+  for (int code = 65; code <= 122; ++code) EXPECT_GT(seen[code], 0) << code;
+}
+
+TEST_F(FileCameraTest, MissingFilesAreEachReportedOnceAndNothingConnects) {
+  const std::string file = Record(dir_.Path() / "scan.praw");
+  const std::string missingA = (dir_.Path() / "gone1.praw").string();
+  const std::string missingB = (dir_.Path() / "gone2.praw").string();
+  LogCapture log;
+  PhoXiDevice device;
+  EXPECT_FALSE(device.ConnectFileCameras({missingA, file, missingB}, false, false));
+  EXPECT_EQ(log.Count("PhoXi: can not connect to device: " + missingA + "."), 1u);
+  EXPECT_EQ(log.Count("PhoXi: can not connect to device: " + missingB + "."), 1u);
+  EXPECT_TRUE(log.Has(Level::Warn, "PhoXi device cannot be created.", "PhoXiDevice"));
+  EXPECT_EQ(log.Lines().size(), 3u);
+  EXPECT_EQ(pho::sim::GetFileCameraCounters().AttachCalls, 0);
+  EXPECT_FALSE(device.IsConnected());
+}
+
+TEST_F(FileCameraTest, AutoWithAnEmptyIdentifierTakesTheFileCameraPath) {
+  LogCapture log;
+  PhoXiDevice device;
+  EXPECT_FALSE(device.Connect(PhoXiDevice::Auto, "", false, false));
+  EXPECT_EQ(pho::sim::GetFileCameraCounters().AttachCalls, 1);
+  EXPECT_TRUE(log.Has(Level::Warn, "File camera is not available.", "PhoXiDevice"));
+}
+
+TEST_F(FileCameraTest, AutoWithAnExistingPathConnectsAFileCamera) {
+  const std::string file = Record(dir_.Path() / "take.praw");
+  PhoXiDevice device;
+  ASSERT_TRUE(device.Connect(PhoXiDevice::Auto, file, false, false));
+  EXPECT_EQ(device.GetId().substr(0, 4), "take");
+}
+
+TEST_F(FileCameraTest, RefusedAttachIsReported) {
+  const std::string file = Record(dir_.Path() / "take.praw");
+  pho::sim::FailNextAttachFileCamera();
+  LogCapture log;
+  PhoXiDevice device;
+  EXPECT_FALSE(device.Connect(PhoXiDevice::FileCamera, file, false, false));
+  EXPECT_TRUE(log.Has(Level::Warn, "File camera is not available.", "PhoXiDevice"));
+  EXPECT_TRUE(log.Has(Level::Warn, "PhoXi device cannot be created.", "PhoXiDevice"));
+}
+
+TEST_F(FileCameraTest, DisconnectAndDestructionDetachTheCamera) {
+  const std::string file = Record(dir_.Path() / "take.praw");
+  std::string name;
+  {
+    PhoXiDevice device;
+    ASSERT_TRUE(device.Connect(PhoXiDevice::FileCamera, file, false, false));
+    name = device.GetId();
+    ASSERT_TRUE(IsListed(name));
+    EXPECT_TRUE(device.Disconnect());
+    EXPECT_FALSE(IsListed(name));
+    EXPECT_TRUE(pho::sim::GetCounters(name).LastDisconnectLogOut);
+  }
+  {
+    PhoXiDevice device;
+    ASSERT_TRUE(device.Connect(PhoXiDevice::FileCamera, file, false, false));
+    name = device.GetId();
+  }
+  EXPECT_FALSE(IsListed(name));
+}
+
+TEST_F(FileCameraTest, ConnectFileCamerasWhileConnectedChangesNothing) {
+  const std::string file = Record(dir_.Path() / "take.praw");
+  PhoXiDevice device;
+  ASSERT_TRUE(device.Connect(PhoXiDevice::Device, recorder_, false, false));
+  EXPECT_TRUE(device.ConnectFileCameras({file}, false, false));
+  EXPECT_EQ(device.GetId(), recorder_);
+  EXPECT_EQ(pho::sim::GetFileCameraCounters().AttachCalls, 0);
+}
+
+}  // namespace
+}  // namespace tavrin

@@ -1,0 +1,180 @@
+// Scan -> ExportPhoPly -> ImportScan for every recognised resolution and
+// every colour output.
+//
+// What comes back: cells, positions (bit for bit), unit normals, camera
+// parameters (up to the resolution scaling's rounding) and the "PhoXi Camera"
+// space. Intensities come from the file's blue channel (texture channel 0):
+// with Color that is the scan's blue, with Intensity nothing (the intensity
+// is written as red), with None there is no texture at all.
+#include <tavrin/Files.h>
+#include <tavrin/Spaces.h>
+
+#include "convert/Resolution.h"
+#include "support/LogCapture.h"
+#include "support/ScratchDir.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <map>
+#include <random>
+#include <string>
+#include <tuple>
+
+namespace {
+
+using tavrin::ColorOutput;
+using tavrin_test::ScratchDir;
+
+zelk::ScanCameraParams ParamsFor(const glm::uvec2& resolution) {
+  zelk::ScanCameraParams params;
+  params.fx = 2215.5f;
+  params.fy = 2214.25f;
+  params.cx = 1031.75f;
+  params.cy = 771.5f;
+  params.k1 = -0.125f;
+  params.k2 = 0.25f;
+  params.k3 = -0.0625f;
+  params.p1 = 0.001f;
+  params.p2 = -0.002f;
+  tavrin::ScaleIntrinsicsToResolution(resolution, params, false);
+  return params;
+}
+
+zelk::Scan RandomScan(const glm::uvec2& resolution, unsigned seed) {
+  std::mt19937 random(seed);
+  zelk::Scan scan;
+  scan.SetResolution(resolution);
+  scan.SetCameraParams(ParamsFor(resolution));
+  scan.SetCameraBasis(glm::mat3(1.0f), tavrin::PhoXiCameraSpace);
+  scan.SetSpace(tavrin::PhoXiCameraSpace);
+  scan.AddNormals();
+  scan.AddIntensities();
+  scan.AddColors();
+  std::uniform_real_distribution<float> coordinate(-500.0f, 500.0f);
+  std::uniform_real_distribution<float> unit(0.0f, 1.0f);
+  std::map<std::pair<unsigned, unsigned>, bool> used;
+  for (int i = 0; i < 300; ++i) {
+    const unsigned x = random() % resolution.x;
+    const unsigned y = random() % resolution.y;
+    if (used[{x, y}]) continue;
+    used[{x, y}] = true;
+    const std::uint32_t index = scan.AddPointAt(x, y);
+    scan.GetPositions()[index] = glm::vec3(coordinate(random), coordinate(random), 300.0f + unit(random) * 1000.0f);
+    scan.GetNormals()[index] = glm::normalize(glm::vec3(unit(random) - 0.5f, unit(random) - 0.5f, -1.0f));
+    scan.GetIntensities()[index] = unit(random);
+    scan.GetColors()[index] = zelk::Color3f(unit(random), unit(random), unit(random));
+  }
+  return scan;
+}
+
+void ExpectNearRelative(float expected, float actual, const char* what) {
+  EXPECT_NEAR(actual, expected, std::fabs(expected) * 1e-6f + 1e-7f) << what;
+}
+
+std::string CaseName(const glm::uvec2& resolution, ColorOutput colorOutput) {
+  const char* const names[] = {"None", "Intensity", "Color"};
+  return std::to_string(resolution.x) + "x" + std::to_string(resolution.y) + names[static_cast<int>(colorOutput)];
+}
+
+class ExportRoundTripTest : public ::testing::TestWithParam<std::tuple<glm::uvec2, ColorOutput>> {};
+
+TEST_P(ExportRoundTripTest, ImportGivesBackTheScan) {
+  const auto [resolution, colorOutput] = GetParam();
+  const zelk::Scan original = RandomScan(resolution, resolution.x * 31 + static_cast<unsigned>(colorOutput));
+  ScratchDir dir;
+  const std::string path = dir.File("scan.ply");
+  ASSERT_TRUE(tavrin::ExportPhoPly(path, original, colorOutput));
+  ASSERT_TRUE(tavrin::IsPhotoneoPly(path));
+
+  zelk::Scan imported;
+  ASSERT_TRUE(tavrin::ImportScan(imported, path));
+
+  EXPECT_EQ(imported.GetResolution(), resolution);
+  ASSERT_EQ(imported.GetPointCount(), original.GetPointCount());
+  std::map<std::pair<unsigned, unsigned>, std::uint32_t> importedIndex;
+  for (std::uint32_t i = 0; i < imported.GetPointCount(); ++i) {
+    importedIndex[{imported.GetCoords()[i].x, imported.GetCoords()[i].y}] = i;
+  }
+  ASSERT_EQ(imported.HasIntensities(), colorOutput != ColorOutput::None);
+  EXPECT_TRUE(imported.HasNormals());
+  EXPECT_FALSE(imported.HasColors());
+  for (std::uint32_t i = 0; i < original.GetPointCount(); ++i) {
+    const glm::uvec2 cell = original.GetCoords()[i];
+    const auto found = importedIndex.find({cell.x, cell.y});
+    ASSERT_NE(found, importedIndex.end());
+    const std::uint32_t j = found->second;
+    EXPECT_EQ(imported.GetPositions()[j], original.GetPositions()[i]);
+    const glm::vec3 n = imported.GetNormals()[j];
+    const glm::vec3 m = original.GetNormals()[i];
+    EXPECT_NEAR(n.x, m.x, 1e-6f);
+    EXPECT_NEAR(n.y, m.y, 1e-6f);
+    EXPECT_NEAR(n.z, m.z, 1e-6f);
+    if (colorOutput == ColorOutput::Color) {
+      const float blue = std::nearbyint(original.GetColors()[i].b * 255.0f);
+      EXPECT_EQ(imported.GetIntensities()[j], blue * 0.003921569f);
+    } else if (colorOutput == ColorOutput::Intensity) {
+      EXPECT_EQ(imported.GetIntensities()[j], 0.0f);
+    }
+  }
+  const zelk::ScanCameraParams& a = original.GetCameraParams();
+  const zelk::ScanCameraParams& b = imported.GetCameraParams();
+  ExpectNearRelative(a.fx, b.fx, "fx");
+  ExpectNearRelative(a.fy, b.fy, "fy");
+  ExpectNearRelative(a.cx, b.cx, "cx");
+  ExpectNearRelative(a.cy, b.cy, "cy");
+  EXPECT_EQ(b.k1, a.k1);
+  EXPECT_EQ(b.k2, a.k2);
+  EXPECT_EQ(b.k3, a.k3);
+  EXPECT_EQ(b.p1, a.p1);
+  EXPECT_EQ(b.p2, a.p2);
+  EXPECT_EQ(imported.GetCameraPosition(), glm::vec3(0.0f));
+  EXPECT_EQ(imported.GetCameraBasis(tavrin::PhoXiCameraSpace), glm::mat3(1.0f));
+  ASSERT_TRUE(imported.HasSpace());
+  EXPECT_EQ(imported.GetSpace()->id, "PhoXi Camera");
+  EXPECT_TRUE(utils::IsSameSpace(*imported.GetSpace(), tavrin::PhoXiCameraSpace));
+  EXPECT_FALSE(imported.GetTimestamp().has_value());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    RecognisedResolutions, ExportRoundTripTest,
+    ::testing::Combine(::testing::Values(glm::uvec2(1680, 1200), glm::uvec2(2064, 1544), glm::uvec2(1440, 1080),
+                                         glm::uvec2(1120, 800), glm::uvec2(1032, 772)),
+                       ::testing::Values(ColorOutput::None, ColorOutput::Intensity, ColorOutput::Color)),
+    [](const auto& info) { return CaseName(std::get<0>(info.param), std::get<1>(info.param)); });
+
+TEST(ExportPhoPly, AScanThatGivesAnUnorganisedCloudWritesNoFile) {
+  zelk::Scan scan;
+  scan.SetResolution(glm::uvec2(1, 5));
+  scan.SetSpace(tavrin::PhoXiCameraSpace);
+  scan.GetPositions();
+  const std::uint32_t index = scan.AddPointAt(0, 2);
+  scan.GetPositions()[index] = glm::vec3(1, 2, 3);
+  ScratchDir dir;
+  tavrin_test::LogCapture log;
+  EXPECT_FALSE(tavrin::ExportPhoPly(dir.File("one.ply"), scan, ColorOutput::None));
+  EXPECT_TRUE(log.Has(ulog::Level::Fail, "Input point cloud is not organized", "tavrin::PhoPointCloudToPhoFrame"));
+  EXPECT_FALSE(std::filesystem::exists(dir.File("one.ply")));
+}
+
+TEST(ExportPhoPly, AScanWithoutSpaceIsRefused) {
+  zelk::Scan scan;
+  scan.SetResolution(glm::uvec2(4, 4));
+  ScratchDir dir;
+  tavrin_test::LogCapture log;
+  EXPECT_FALSE(tavrin::ExportPhoPly(dir.File("nospace.ply"), scan, ColorOutput::Color));
+  EXPECT_TRUE(log.Has(ulog::Level::Fail,
+                      "Can not convert zelk::Scan to pho::PointCloud. Scan must have a point space defined.",
+                      "ZelkScanToPhoPointcloud"));
+  EXPECT_FALSE(std::filesystem::exists(dir.File("nospace.ply")));
+}
+
+TEST(ExportPhoPly, AnUnwritablePathFailsWithoutMessage) {
+  const zelk::Scan scan = RandomScan(glm::uvec2(1032, 772), 5);
+  tavrin_test::LogCapture log;
+  EXPECT_FALSE(tavrin::ExportPhoPly("/no/such/dir/scan.ply", scan, ColorOutput::Color));
+  EXPECT_TRUE(log.Empty());
+}
+
+}  // namespace

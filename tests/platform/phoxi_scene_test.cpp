@@ -1,0 +1,271 @@
+// Synthetic frames are geometrically true: points lie on the scene and
+// reproject onto their pixels, normals are the surfaces' normals, and marker
+// space is camera space moved by the reported sensor pose.
+#include "PhoxiTestSupport.h"
+
+#include <cmath>
+
+namespace phoxi_test {
+namespace {
+
+struct ScaledIntrinsics {
+  double fx, fy, cx, cy;
+};
+
+// Intrinsics of a frame at `resolution` from the full-resolution calibration,
+// scaled the way consumers of the calibration do (single-precision factors).
+ScaledIntrinsics Scaled(const api::PhoXiCalibrationSettings& c, const api::PhoXiSize& resolution) {
+  const api::PhoXiSize full = sim::FullResolutionOf(resolution);
+  float sx = static_cast<float>(resolution.Width) / static_cast<float>(full.Width);
+  float sy = static_cast<float>(resolution.Height) / static_cast<float>(full.Height);
+  if (resolution == api::PhoXiSize(1032, 772)) sx = sy = 0.5f;
+  return {c.CameraMatrix.At(0, 0) * sx, c.CameraMatrix.At(1, 1) * sy, c.CameraMatrix.At(0, 2) * sx,
+          c.CameraMatrix.At(1, 2) * sy};
+}
+
+bool Measured(const api::Point3_32f& p) { return p.x != 0.0f || p.y != 0.0f || p.z != 0.0f; }
+
+class SceneGeometryTest : public SimTest, public ::testing::WithParamInterface<api::PhoXiSize> {};
+
+TEST_P(SceneGeometryTest, PointsLieOnTheSceneAndReprojectOntoTheirPixels) {
+  const api::PhoXiSize resolution = GetParam();
+  api::PPhoXi handle = Connect(Device("GEO", resolution));
+  ASSERT_TRUE(handle);
+  const api::PFrame frame = Capture(handle);
+  ASSERT_TRUE(frame);
+  ASSERT_TRUE(frame->Successful);
+  ASSERT_EQ(frame->PointCloud.Size, resolution);
+  ASSERT_EQ(frame->DepthMap.Size, resolution);
+
+  const ScaledIntrinsics k = Scaled(handle->CalibrationSettings.GetValue(), resolution);
+  std::size_t measured = 0;
+  std::size_t checked = 0;
+  for (int v = 0; v < resolution.Height; v += 3) {
+    for (int u = 0; u < resolution.Width; u += 3) {
+      const api::Point3_32f& p = frame->PointCloud.At(v, u);
+      if (!Measured(p)) {
+        EXPECT_EQ(static_cast<float>(frame->DepthMap.At(v, u)), 0.0f) << "unmeasured pixel " << u << "," << v << " has a depth";
+        continue;
+      }
+      ++checked;
+      const api::Point3_64f q(p.x, p.y, p.z);
+      ASSERT_LT(sim::DistanceToScene(q), 0.01) << "pixel " << u << "," << v;
+      ASSERT_NEAR(k.fx * q.x / q.z + k.cx, u, 1e-3) << "pixel " << u << "," << v;
+      ASSERT_NEAR(k.fy * q.y / q.z + k.cy, v, 1e-3) << "pixel " << u << "," << v;
+      ASSERT_EQ(static_cast<float>(frame->DepthMap.At(v, u)), p.z);
+      ASSERT_GE(q.z, sim::Scene().MinRange);
+      ASSERT_LE(q.z, sim::Scene().MaxRange);
+    }
+  }
+  for (int v = 0; v < resolution.Height; ++v)
+    for (int u = 0; u < resolution.Width; ++u) measured += Measured(frame->PointCloud.At(v, u)) ? 1 : 0;
+  // The scene fills a good part of the view but not all of it.
+  const double fraction = static_cast<double>(measured) / static_cast<double>(resolution.Area());
+  EXPECT_GT(fraction, 0.2);
+  EXPECT_LT(fraction, 0.8);
+  EXPECT_GT(checked, 1000u);
+}
+
+TEST_P(SceneGeometryTest, SphereCentresProjectOntoTheirSpheres) {
+  // Independent of the renderer: the pixel on which a sphere's centre projects
+  // looks at that sphere, between its front pole and its centre.
+  const api::PhoXiSize resolution = GetParam();
+  api::PPhoXi handle = Connect(Device("GEO", resolution));
+  ASSERT_TRUE(handle);
+  const api::PFrame frame = Capture(handle);
+  ASSERT_TRUE(frame);
+  const ScaledIntrinsics k = Scaled(handle->CalibrationSettings.GetValue(), resolution);
+  for (const sim::SceneSphere& s : sim::Scene().Spheres) {
+    const int u = static_cast<int>(std::lround(k.fx * s.Centre.x / s.Centre.z + k.cx));
+    const int v = static_cast<int>(std::lround(k.fy * s.Centre.y / s.Centre.z + k.cy));
+    ASSERT_TRUE(u >= 0 && u < resolution.Width && v >= 0 && v < resolution.Height);
+    const float depth = frame->DepthMap.At(v, u);
+    EXPECT_GE(depth, s.Centre.z - s.Radius - 1e-3);
+    EXPECT_LE(depth, s.Centre.z);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(AllResolutions, SceneGeometryTest,
+                         ::testing::Values(api::PhoXiSize(1680, 1200), api::PhoXiSize(2064, 1544),
+                                           api::PhoXiSize(1440, 1080), api::PhoXiSize(1120, 800),
+                                           api::PhoXiSize(1032, 772)),
+                         [](const ::testing::TestParamInfo<api::PhoXiSize>& info) {
+                           return std::to_string(info.param.Width) + "x" + std::to_string(info.param.Height);
+                         });
+
+TEST_F(SimTest, NormalsAreTheSurfaceNormalsFacingTheCamera) {
+  api::PPhoXi handle = Connect(Device("NORMALS"));
+  ASSERT_TRUE(handle);
+  const api::PFrame frame = Capture(handle);
+  ASSERT_TRUE(frame);
+  ASSERT_EQ(frame->NormalMap.Size, frame->PointCloud.Size);
+  int onSpheres = 0;
+  int onFloor = 0;
+  for (int v = 0; v < frame->PointCloud.Size.Height; v += 4) {
+    for (int u = 0; u < frame->PointCloud.Size.Width; u += 4) {
+      const api::Point3_32f& p = frame->PointCloud.At(v, u);
+      const api::Point3_32f& n = frame->NormalMap.At(v, u);
+      if (!Measured(p)) {
+        EXPECT_EQ(n, api::Point3_32f(0, 0, 0));
+        continue;
+      }
+      ASSERT_NEAR(std::sqrt(n.x * n.x + n.y * n.y + n.z * n.z), 1.0, 1e-5);
+      ASSERT_LT(n.x * p.x + n.y * p.y + n.z * p.z, 0.0f) << "normal faces away at " << u << "," << v;
+      for (const sim::SceneSphere& s : sim::Scene().Spheres) {
+        const double dx = p.x - s.Centre.x, dy = p.y - s.Centre.y, dz = p.z - s.Centre.z;
+        if (std::abs(std::sqrt(dx * dx + dy * dy + dz * dz) - s.Radius) > 1e-3) continue;
+        ++onSpheres;
+        EXPECT_NEAR(n.x, dx / s.Radius, 1e-4);
+        EXPECT_NEAR(n.y, dy / s.Radius, 1e-4);
+        EXPECT_NEAR(n.z, dz / s.Radius, 1e-4);
+      }
+      if (std::abs(p.y - sim::Scene().FloorY) < 1e-3) {
+        ++onFloor;
+        EXPECT_EQ(n, api::Point3_32f(0, -1, 0));
+      }
+    }
+  }
+  EXPECT_GT(onSpheres, 100);
+  EXPECT_GT(onFloor, 100);
+}
+
+TEST_F(SimTest, FrameCarriesTexturesInTheirRanges) {
+  sim::VirtualDevice device = Device("COLOUR");
+  device.Type = api::PhoXiDeviceType::MotionCam3D;
+  device.Texture = sim::TextureKind::Colour;
+  api::PPhoXi handle = Connect(device);
+  ASSERT_TRUE(handle);
+  const api::PFrame frame = Capture(handle);
+  ASSERT_TRUE(frame);
+  ASSERT_EQ(frame->Texture.Size, frame->PointCloud.Size);
+  ASSERT_EQ(frame->TextureRGB.Size, frame->PointCloud.Size);
+  ASSERT_EQ(frame->ConfidenceMap.Size, frame->PointCloud.Size);
+  float maxIntensity = 0.0f;
+  for (std::size_t i = 0; i < frame->Texture.GetElementsCount(); ++i) {
+    const float t = frame->Texture.GetDataPtr()[i];
+    const api::ColorRGB_16 c = frame->TextureRGB.GetDataPtr()[i];
+    const float confidence = frame->ConfidenceMap.GetDataPtr()[i];
+    ASSERT_GE(t, 0.0f);
+    ASSERT_LE(t, 4095.0f);
+    ASSERT_LE(std::max(c.r, std::max(c.g, c.b)), 1023);
+    ASSERT_EQ(confidence > 0.0f, Measured(frame->PointCloud.GetDataPtr()[i]));
+    maxIntensity = std::max(maxIntensity, t);
+  }
+  EXPECT_GT(maxIntensity, 1000.0f) << "lit surfaces are bright";
+
+  // A grey device sends no colour texture.
+  api::PPhoXi grey = Connect(Device("GREY"));
+  ASSERT_TRUE(grey);
+  const api::PFrame greyFrame = Capture(grey);
+  ASSERT_TRUE(greyFrame);
+  EXPECT_FALSE(greyFrame->Texture.Empty());
+  EXPECT_TRUE(greyFrame->TextureRGB.Empty());
+}
+
+// Marker space: the same scene moved by the sensor pose that the frame reports.
+TEST_F(SimTest, MarkerSpaceFrameIsCameraFrameMovedBySensorPose) {
+  api::PPhoXi handle = Connect(Device("MARKER"));
+  ASSERT_TRUE(handle);
+  const api::PFrame camera = Capture(handle);
+  ASSERT_TRUE(camera);
+  EXPECT_EQ(camera->Info.SensorPosition, api::Point3_64f(0, 0, 0));
+  EXPECT_EQ(camera->Info.SensorXAxis, api::Point3_64f(1, 0, 0));
+  EXPECT_EQ(camera->Info.SensorZAxis, api::Point3_64f(0, 0, 1));
+
+  handle->CoordinatesSettings->CoordinateSpace = api::PhoXiCoordinateSpace::MarkerSpace;
+  handle->CoordinatesSettings->RecognizeMarkers = true;
+  const api::PFrame marker = Capture(handle);
+  ASSERT_TRUE(marker);
+  const api::FrameInfo& info = marker->Info;
+  const sim::SensorPose pose = sim::MarkerSensorPose();
+  EXPECT_EQ(info.SensorPosition, pose.Position);
+  EXPECT_EQ(info.SensorXAxis, pose.XAxis);
+  EXPECT_EQ(info.SensorYAxis, pose.YAxis);
+  EXPECT_EQ(info.SensorZAxis, pose.ZAxis);
+  EXPECT_NE(pose.Position, api::Point3_64f(0, 0, 0)) << "the marker frame must differ from the camera frame";
+
+  const api::Point3_64f& X = info.SensorXAxis;
+  const api::Point3_64f& Y = info.SensorYAxis;
+  const api::Point3_64f& Z = info.SensorZAxis;
+  const api::Point3_64f& t = info.SensorPosition;
+  ASSERT_EQ(marker->PointCloud.Size, camera->PointCloud.Size);
+  for (std::size_t i = 0; i < camera->PointCloud.GetElementsCount(); i += 7) {
+    const api::Point3_32f& p = camera->PointCloud.GetDataPtr()[i];
+    const api::Point3_32f& m = marker->PointCloud.GetDataPtr()[i];
+    if (!Measured(p)) {
+      ASSERT_FALSE(Measured(m));
+      continue;
+    }
+    ASSERT_NEAR(m.x, X.x * p.x + Y.x * p.y + Z.x * p.z + t.x, 1e-3);
+    ASSERT_NEAR(m.y, X.y * p.x + Y.y * p.y + Z.y * p.z + t.y, 1e-3);
+    ASSERT_NEAR(m.z, X.z * p.x + Y.z * p.y + Z.z * p.z + t.z, 1e-3);
+    const api::Point3_32f& n = camera->NormalMap.GetDataPtr()[i];
+    const api::Point3_32f& mn = marker->NormalMap.GetDataPtr()[i];
+    ASSERT_NEAR(mn.x, X.x * n.x + Y.x * n.y + Z.x * n.z, 1e-6);
+    ASSERT_NEAR(mn.y, X.y * n.x + Y.y * n.y + Z.y * n.z, 1e-6);
+    ASSERT_NEAR(mn.z, X.z * n.x + Y.z * n.y + Z.z * n.z, 1e-6);
+  }
+  EXPECT_TRUE(SameBytes(camera->DepthMap, marker->DepthMap)) << "depth stays the sensor's";
+
+  // Without marker recognition no marker is found: camera space again.
+  handle->CoordinatesSettings->RecognizeMarkers = false;
+  const api::PFrame unrecognised = Capture(handle);
+  ASSERT_TRUE(unrecognised);
+  EXPECT_TRUE(SameBytes(camera->PointCloud, unrecognised->PointCloud));
+}
+
+TEST_F(SimTest, SensorPoseIsARotation) {
+  const sim::SensorPose p = sim::MarkerSensorPose();
+  auto dot = [](const api::Point3_64f& a, const api::Point3_64f& b) { return a.x * b.x + a.y * b.y + a.z * b.z; };
+  EXPECT_NEAR(dot(p.XAxis, p.XAxis), 1.0, 1e-12);
+  EXPECT_NEAR(dot(p.YAxis, p.YAxis), 1.0, 1e-12);
+  EXPECT_NEAR(dot(p.ZAxis, p.ZAxis), 1.0, 1e-12);
+  EXPECT_NEAR(dot(p.XAxis, p.YAxis), 0.0, 1e-12);
+  EXPECT_NEAR(dot(p.XAxis, p.ZAxis), 0.0, 1e-12);
+  EXPECT_NEAR(dot(p.YAxis, p.ZAxis), 0.0, 1e-12);
+  // Right-handed: X x Y = Z.
+  EXPECT_NEAR(p.XAxis.y * p.YAxis.z - p.XAxis.z * p.YAxis.y, p.ZAxis.x, 1e-12);
+  EXPECT_NEAR(p.XAxis.z * p.YAxis.x - p.XAxis.x * p.YAxis.z, p.ZAxis.y, 1e-12);
+  EXPECT_NEAR(p.XAxis.x * p.YAxis.y - p.XAxis.y * p.YAxis.x, p.ZAxis.z, 1e-12);
+}
+
+TEST_F(SimTest, OutputSettingsChooseTheMaps) {
+  api::PPhoXi handle = Connect(Device("OUTPUT"));
+  ASSERT_TRUE(handle);
+  handle->OutputSettings->SendNormalMap = false;
+  handle->OutputSettings->SendConfidenceMap = false;
+  handle->OutputSettings->SendEventMap = true;
+  api::PFrame frame = Capture(handle);
+  ASSERT_TRUE(frame);
+  EXPECT_TRUE(frame->NormalMap.Empty());
+  EXPECT_TRUE(frame->ConfidenceMap.Empty());
+  EXPECT_FALSE(frame->EventMap.Empty());
+  EXPECT_FALSE(frame->PointCloud.Empty());
+
+  // Normals need a positive estimation radius as well.
+  handle->OutputSettings->SendNormalMap = true;
+  handle->ProcessingSettings->NormalsEstimationRadius = 0;
+  frame = Capture(handle);
+  ASSERT_TRUE(frame);
+  EXPECT_TRUE(frame->NormalMap.Empty());
+  handle->ProcessingSettings->NormalsEstimationRadius = 3;
+  frame = Capture(handle);
+  ASSERT_TRUE(frame);
+  EXPECT_FALSE(frame->NormalMap.Empty());
+}
+
+TEST_F(SimTest, FrameInfoCountsAndTimesFrames) {
+  api::PPhoXi handle = Connect(Device("INFO"));
+  ASSERT_TRUE(handle);
+  const api::PFrame first = Capture(handle);
+  const api::PFrame second = Capture(handle);
+  ASSERT_TRUE(first && second);
+  EXPECT_EQ(second->Info.FrameIndex, first->Info.FrameIndex + 1);
+  EXPECT_EQ(second->Info.TotalScanCount, first->Info.TotalScanCount + 1);
+  EXPECT_GE(second->Info.FrameTimestamp, first->Info.FrameTimestamp);
+  EXPECT_GT(first->Info.FrameDuration, 0.0);
+  EXPECT_GE(first->Info.FrameDuration, first->Info.FrameComputationDuration);
+}
+
+}  // namespace
+}  // namespace phoxi_test

@@ -1,0 +1,250 @@
+// ".zelk" files: bit-exact round trips of everything a scan holds, and
+// refusal (never a crash) of truncated or corrupt files.
+#include <zelk/Exporter.h>
+#include <zelk/Importer.h>
+
+#include "support/ScratchDir.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using tavrin_test::ScratchDir;
+
+template <class T>
+bool SameBits(const T& a, const T& b) {
+  return std::memcmp(&a, &b, sizeof(T)) == 0;
+}
+
+bool SameBytes(const void* a, const void* b, std::size_t n) { return n == 0 || std::memcmp(a, b, n) == 0; }
+
+utils::SpaceDefinition OddSpace() {
+  utils::SpaceDefinition space;
+  space.id = "robot cell 7";
+  space.up = utils::Axis::NegativeZ;
+  space.forward = utils::Axis::PositiveX;
+  space.handedness = utils::Handedness::Left;
+  space.category = utils::SpaceCategory::Marker;
+  space.units = utils::Units::Inches;
+  return space;
+}
+
+// A scan with every kind of content, including NaN payloads and negative zero.
+zelk::Scan RichScan(unsigned seed) {
+  std::mt19937 random(seed);
+  std::uniform_real_distribution<float> value(-1000.0f, 1000.0f);
+  zelk::Scan scan;
+  scan.SetResolution(glm::uvec2(16, 9));
+  std::vector<glm::uvec2> cells;
+  for (unsigned i = 0; i < 40; ++i) cells.emplace_back((i * 7) % 16, (i * 5) % 9);
+  const std::uint32_t first = scan.AddPointsAt(cells);
+  EXPECT_EQ(first, 0u);
+  glm::vec3* positions = scan.GetPositions();
+  for (std::uint32_t i = 0; i < 40; ++i) positions[i] = glm::vec3(value(random), value(random), value(random));
+  std::uint32_t nanBits = 0x7FC01234u;
+  std::memcpy(&positions[3].x, &nanBits, 4);
+  positions[4].y = -0.0f;
+  scan.AddNormals();
+  scan.AddIntensities();
+  scan.AddColors();
+  scan.AddProperty("labels", zelk::DataType::UInt32);
+  scan.AddProperty("raw colours", zelk::DataType::Color3b);
+  for (std::uint32_t i = 0; i < 40; ++i) {
+    scan.GetNormals()[i] = glm::vec3(0, 0.6f, -0.8f);
+    scan.GetIntensities()[i] = value(random);
+    scan.GetColors()[i] = zelk::Color3f(0.25f, 0.5f, value(random));
+    static_cast<std::uint32_t*>(scan.GetPropertyData("labels"))[i] = random();
+    static_cast<zelk::Color3b*>(scan.GetPropertyData("raw colours"))[i] = zelk::Color3b(1, 2, 3);
+  }
+  zelk::ScanCameraParams params;
+  params.fx = 2200.5f;
+  params.fy = 2201.25f;
+  params.cx = 1030.0f;
+  params.cy = 770.5f;
+  params.k1 = 0.1f;
+  params.k2 = -0.2f;
+  params.k3 = 0.3f;
+  params.p1 = 0.004f;
+  params.p2 = -0.005f;
+  params.transform[3] = glm::vec4(1, 2, 3, 1);
+  scan.SetCameraParams(params);
+  scan.SetCameraPosition(glm::vec3(10, -20, 30.5f));
+  utils::BasisDefinition basisDefinition;
+  basisDefinition.id = "PhoXi Camera";
+  basisDefinition.up = utils::Axis::NegativeY;
+  glm::mat3 basis(0, 1, 0, -1, 0, 0, 0, 0, 1);
+  scan.SetCameraBasis(basis, basisDefinition);
+  scan.SetTimestamp(1234567.890625);
+  scan.SetSpace(OddSpace());
+  return scan;
+}
+
+void ExpectSameScan(const zelk::Scan& a, const zelk::Scan& b) {
+  ASSERT_EQ(a.GetResolution(), b.GetResolution());
+  const std::uint32_t n = a.GetPointCount();
+  ASSERT_EQ(n, b.GetPointCount());
+  EXPECT_EQ(a.GetCoords(), b.GetCoords());
+  EXPECT_TRUE(SameBytes(a.GetPositions(), b.GetPositions(), n * sizeof(glm::vec3)));
+  ASSERT_EQ(a.GetPropertyNames(), b.GetPropertyNames());
+  for (const std::string& name : a.GetPropertyNames()) {
+    const zelk::PointCloudProperty* pa = a.GetProperty(name);
+    const zelk::PointCloudProperty* pb = b.GetProperty(name);
+    EXPECT_EQ(pa->GetType(), pb->GetType()) << name;
+    EXPECT_TRUE(SameBytes(pa->GetData(), pb->GetData(), n * pa->GetElementSize())) << name;
+  }
+  const zelk::ScanCameraParams& ca = a.GetCameraParams();
+  const zelk::ScanCameraParams& cb = b.GetCameraParams();
+  for (auto field : {&zelk::ScanCameraParams::k1, &zelk::ScanCameraParams::k2, &zelk::ScanCameraParams::k3,
+                     &zelk::ScanCameraParams::p1, &zelk::ScanCameraParams::p2}) {
+    EXPECT_TRUE(SameBits(ca.*field, cb.*field));
+  }
+  EXPECT_TRUE(SameBits(ca.fx, cb.fx) && SameBits(ca.fy, cb.fy) && SameBits(ca.cx, cb.cx) && SameBits(ca.cy, cb.cy));
+  EXPECT_TRUE(SameBits(ca.transform, cb.transform));
+  EXPECT_TRUE(SameBits(a.GetCameraPosition(), b.GetCameraPosition()));
+  const utils::BasisDefinition& da = a.GetCameraBasisDefinition();
+  const utils::BasisDefinition& db = b.GetCameraBasisDefinition();
+  EXPECT_EQ(da.id, db.id);
+  EXPECT_EQ(da.up, db.up);
+  EXPECT_EQ(da.forward, db.forward);
+  EXPECT_EQ(da.handedness, db.handedness);
+  EXPECT_TRUE(SameBits(a.GetCameraBasis(da), b.GetCameraBasis(db)));
+  EXPECT_EQ(a.GetTimestamp().has_value(), b.GetTimestamp().has_value());
+  if (a.GetTimestamp() && b.GetTimestamp()) {
+    EXPECT_TRUE(SameBits(*a.GetTimestamp(), *b.GetTimestamp()));
+  }
+  ASSERT_EQ(a.HasSpace(), b.HasSpace());
+  if (a.HasSpace()) {
+    const utils::SpaceDefinition& sa = *a.GetSpace();
+    const utils::SpaceDefinition& sb = *b.GetSpace();
+    EXPECT_EQ(sa.id, sb.id);
+    EXPECT_TRUE(utils::IsSameSpace(sa, sb));
+  }
+}
+
+TEST(ZelkFile, RoundTripIsBitExactForEveryScanInTheFile) {
+  const zelk::Scan first = RichScan(1);
+  zelk::Scan second;  // no points, no timestamp, no space
+  second.SetResolution(glm::uvec2(3, 2));
+  const zelk::Scan third = RichScan(2);
+  zelk::Exporter exporter;
+  exporter.AddScan(first);
+  exporter.AddScan(second);
+  exporter.AddScan(third);
+  EXPECT_EQ(exporter.GetScanCount(), 3u);
+  ScratchDir dir;
+  ASSERT_TRUE(exporter.SaveFile(dir.File("scans.zelk")));
+
+  zelk::Importer importer;
+  ASSERT_TRUE(importer.LoadFile(dir.File("scans.zelk")));
+  ASSERT_EQ(importer.GetScanCount(), 3u);
+  zelk::Scan read = RichScan(9);  // replaced completely
+  ASSERT_TRUE(importer.GetScan(read, 0));
+  ExpectSameScan(first, read);
+  ASSERT_TRUE(importer.GetScan(read, 1));
+  ExpectSameScan(second, read);
+  ASSERT_TRUE(importer.GetScan(read, 2));
+  ExpectSameScan(third, read);
+  EXPECT_FALSE(importer.GetScan(read, 3));
+}
+
+TEST(ZelkFile, SavedBytesStartWithMagicVersionAndCount) {
+  zelk::Exporter exporter;
+  const std::vector<char> empty = exporter.Encode();
+  const char expected[] = {'Z', 'E', 'L', 'K', 'S', 'C', 'A', 'N', 1, 0, 0, 0, 0, 0, 0, 0};
+  ASSERT_EQ(empty.size(), sizeof(expected));
+  EXPECT_EQ(std::memcmp(empty.data(), expected, sizeof(expected)), 0);
+  zelk::Importer importer;
+  EXPECT_TRUE(importer.LoadMemory(empty.data(), empty.size()));
+  EXPECT_EQ(importer.GetScanCount(), 0u);
+}
+
+std::vector<char> EncodedRichScan() {
+  zelk::Exporter exporter;
+  exporter.AddScan(RichScan(3));
+  return exporter.Encode();
+}
+
+TEST(ZelkFileCorruption, EveryTruncationIsRefused) {
+  const std::vector<char> bytes = EncodedRichScan();
+  zelk::Importer importer;
+  for (std::size_t size = 0; size < bytes.size(); ++size) {
+    EXPECT_FALSE(importer.LoadMemory(bytes.data(), size)) << size;
+    EXPECT_EQ(importer.GetScanCount(), 0u);
+  }
+  EXPECT_TRUE(importer.LoadMemory(bytes.data(), bytes.size()));
+}
+
+TEST(ZelkFileCorruption, TrailingBytesWrongMagicAndUnknownVersionAreRefused) {
+  std::vector<char> bytes = EncodedRichScan();
+  zelk::Importer importer;
+  std::vector<char> longer = bytes;
+  longer.push_back(0);
+  EXPECT_FALSE(importer.LoadMemory(longer.data(), longer.size()));
+  std::vector<char> magic = bytes;
+  magic[0] = 'z';
+  EXPECT_FALSE(importer.LoadMemory(magic.data(), magic.size()));
+  std::vector<char> version = bytes;
+  version[8] = 2;
+  EXPECT_FALSE(importer.LoadMemory(version.data(), version.size()));
+}
+
+// Offsets of the first scan: 16 bytes of file header, then width, height, count.
+constexpr std::size_t kScan = 16;
+
+TEST(ZelkFileCorruption, InconsistentContentIsRefused) {
+  const std::vector<char> bytes = EncodedRichScan();
+  zelk::Importer importer;
+  auto refused = [&](std::size_t offset, std::uint32_t value) {
+    std::vector<char> corrupt = bytes;
+    std::memcpy(corrupt.data() + offset, &value, 4);
+    return !importer.LoadMemory(corrupt.data(), corrupt.size());
+  };
+  EXPECT_TRUE(refused(kScan, 2));                    // width 2: cells outside the grid
+  EXPECT_TRUE(refused(kScan + 8, 0xFFFFFFFFu));      // more points than bytes
+  EXPECT_TRUE(refused(kScan + 12, 99));              // a cell x outside the grid
+  const std::size_t properties = kScan + 12 + 40 * 8 + 40 * 12;
+  EXPECT_TRUE(refused(properties, 1000));            // more properties than present
+  // First property: name length, name, type byte.
+  std::uint32_t nameLength = 0;
+  std::memcpy(&nameLength, bytes.data() + properties + 4, 4);
+  std::vector<char> type = bytes;
+  type[properties + 8 + nameLength] = 9;  // unknown data type
+  EXPECT_FALSE(importer.LoadMemory(type.data(), type.size()));
+  EXPECT_TRUE(refused(properties + 8 + nameLength + 1, 7));  // element size not the type's
+}
+
+TEST(ZelkFileCorruption, RandomDamageNeverCrashes) {
+  const std::vector<char> bytes = EncodedRichScan();
+  std::mt19937 random(7);
+  zelk::Importer importer;
+  zelk::Scan scan;
+  for (int round = 0; round < 2000; ++round) {
+    std::vector<char> damaged = bytes;
+    const int flips = 1 + round % 4;
+    for (int f = 0; f < flips; ++f) {
+      damaged[random() % damaged.size()] = static_cast<char>(random());
+    }
+    if (importer.LoadMemory(damaged.data(), damaged.size())) {
+      EXPECT_TRUE(importer.GetScan(scan, 0));
+    }
+  }
+}
+
+TEST(ZelkFileCorruption, MissingPathsAndDirectoriesAreRefused) {
+  ScratchDir dir;
+  zelk::Importer importer;
+  EXPECT_FALSE(importer.LoadFile(dir.File("missing.zelk")));
+  std::filesystem::create_directory(dir.File("folder.zelk"));
+  EXPECT_FALSE(importer.LoadFile(dir.File("folder.zelk")));
+  zelk::Exporter exporter;
+  EXPECT_FALSE(exporter.SaveFile(dir.File("no/such/dir/x.zelk")));
+}
+
+}  // namespace

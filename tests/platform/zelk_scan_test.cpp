@@ -1,0 +1,263 @@
+#include <zelk/Scan.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+utils::BasisDefinition Basis(utils::Axis up, utils::Axis forward, utils::Handedness handedness) {
+  utils::BasisDefinition basis;
+  basis.up = up;
+  basis.forward = forward;
+  basis.handedness = handedness;
+  return basis;
+}
+
+// The scanners' camera convention (y down, z forward).
+utils::BasisDefinition CameraBasis() {
+  utils::BasisDefinition basis = Basis(utils::Axis::NegativeY, utils::Axis::PositiveZ, utils::Handedness::Right);
+  basis.id = "PhoXi Camera";
+  return basis;
+}
+
+zelk::Scan ScanOf(unsigned width, unsigned height) {
+  zelk::Scan scan;
+  scan.SetResolution(glm::uvec2(width, height));
+  return scan;
+}
+
+TEST(Scan, InvalidIndexIsAllOnes) { EXPECT_EQ(zelk::Scan::INVALID_INDEX, 0xFFFFFFFFu); }
+
+TEST(Scan, ResolutionAccessors) {
+  const zelk::Scan scan = ScanOf(2064, 1544);
+  EXPECT_EQ(scan.GetResolution(), glm::uvec2(2064, 1544));
+  EXPECT_EQ(scan.GetWidth(), 2064u);
+  EXPECT_EQ(scan.GetHeight(), 1544u);
+}
+
+TEST(Scan, AddPointsAtKeepsOrderWithConsecutiveIndices) {
+  zelk::Scan scan = ScanOf(4, 3);
+  ASSERT_EQ(scan.AddPointAt(1, 1), 0u);
+  const std::uint32_t first = scan.AddPointsAt({glm::uvec2(3, 1), glm::uvec2(0, 2)});
+  EXPECT_EQ(first, 1u);
+  EXPECT_EQ(scan.GetPointCount(), 3u);
+  EXPECT_EQ(scan.GetCoords(), (std::vector<glm::uvec2>{{1, 1}, {3, 1}, {0, 2}}));
+  EXPECT_EQ(scan.AddPointAt(2, 0), 3u);
+  EXPECT_EQ(scan.GetCoords().back(), glm::uvec2(2, 0));
+}
+
+TEST(Scan, AddPointAtZeroesTheNewPoint) {
+  zelk::Scan scan = ScanOf(2, 2);
+  scan.AddNormals();
+  scan.AddIntensities();
+  const std::uint32_t index = scan.AddPointAt(1, 1);
+  ASSERT_NE(index, zelk::Scan::INVALID_INDEX);
+  EXPECT_EQ(scan.GetPositions()[index], glm::vec3(0.0f));
+  EXPECT_EQ(scan.GetNormals()[index], glm::vec3(0.0f));
+  EXPECT_EQ(scan.GetIntensities()[index], 0.0f);
+}
+
+struct RejectedCells {
+  const char* what;
+  std::vector<glm::uvec2> cells;
+};
+
+class ScanRejects : public ::testing::TestWithParam<RejectedCells> {};
+
+TEST_P(ScanRejects, NothingIsAdded) {
+  zelk::Scan scan = ScanOf(4, 3);
+  scan.AddIntensities();
+  ASSERT_EQ(scan.AddPointAt(0, 0), 0u);
+  EXPECT_EQ(scan.AddPointsAt(GetParam().cells), zelk::Scan::INVALID_INDEX);
+  EXPECT_EQ(scan.GetPointCount(), 1u);
+  EXPECT_EQ(scan.GetCoords().size(), 1u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cells, ScanRejects,
+    ::testing::Values(RejectedCells{"empty", {}}, RejectedCells{"column past the grid", {{4, 0}}},
+                      RejectedCells{"row past the grid", {{0, 3}}},
+                      RejectedCells{"bad cell after good ones", {{0, 0}, {3, 2}, {1, 7}}},
+                      RejectedCells{"huge coordinates", {{0xFFFFFFFFu, 0xFFFFFFFFu}}}),
+    [](const ::testing::TestParamInfo<RejectedCells>& info) {
+      std::string name = info.param.what;
+      for (char& c : name) {
+        if (c == ' ') c = '_';
+      }
+      return name;
+    });
+
+TEST(Scan, AddPointAtOutsideTheGridIsRejected) {
+  zelk::Scan scan = ScanOf(4, 3);
+  EXPECT_EQ(scan.AddPointAt(4, 0), zelk::Scan::INVALID_INDEX);
+  EXPECT_EQ(scan.AddPointAt(0, 3), zelk::Scan::INVALID_INDEX);
+  zelk::Scan empty;
+  EXPECT_EQ(empty.AddPointAt(0, 0), zelk::Scan::INVALID_INDEX);
+  EXPECT_EQ(scan.GetPointCount(), 0u);
+  EXPECT_TRUE(scan.GetCoords().empty());
+}
+
+// The frame conversion: all cells at once, then one memcpy of positions and
+// writes through the property data. Large enough to use mapped memory.
+TEST(Scan, FullFrameFillThroughPropertyData) {
+  const glm::uvec2 size(2064, 1544);
+  zelk::Scan scan = ScanOf(size.x, size.y);
+  scan.AddProperty(zelk::PointCloud::INTENSITIES, zelk::DataType::Float);
+  scan.AddProperty(zelk::PointCloud::COLORS, zelk::DataType::Color3f);
+  std::vector<glm::uvec2> cells;
+  std::vector<glm::vec3> positions;
+  cells.reserve(std::size_t{size.x} * size.y);
+  for (unsigned y = 0; y < size.y; ++y) {
+    for (unsigned x = 0; x < size.x; ++x) {
+      cells.emplace_back(x, y);
+      positions.emplace_back(static_cast<float>(x), static_cast<float>(y), 1.0f);
+    }
+  }
+  const std::uint32_t first = scan.AddPointsAt(cells);
+  ASSERT_EQ(first, 0u);
+  ASSERT_EQ(scan.GetPointCount(), cells.size());
+  std::memcpy(scan.GetPositions() + first, positions.data(), positions.size() * sizeof(glm::vec3));
+  auto* intensities = static_cast<float*>(scan.GetPropertyData(zelk::PointCloud::INTENSITIES));
+  auto* colors = static_cast<zelk::Color3f*>(scan.GetPropertyData(zelk::PointCloud::COLORS));
+  ASSERT_NE(intensities, nullptr);
+  ASSERT_NE(colors, nullptr);
+  for (std::size_t i = 0; i < cells.size(); ++i) {
+    intensities[i] = static_cast<float>(i % 4096);
+    colors[i] = zelk::Color3f(0.25f, 0.5f, 0.75f);
+  }
+  const std::size_t last = cells.size() - 1;
+  EXPECT_EQ(scan.GetPositions()[last], glm::vec3(2063.0f, 1543.0f, 1.0f));
+  EXPECT_EQ(scan.GetIntensities()[last], static_cast<float>(last % 4096));
+  EXPECT_EQ(scan.GetColors()[last].b, 0.75f);
+  EXPECT_EQ(scan.GetCoords()[last], glm::uvec2(2063, 1543));
+
+  // A second batch after the first grows the arrays and keeps the data.
+  EXPECT_EQ(scan.AddPointsAt({glm::uvec2(5, 6)}), static_cast<std::uint32_t>(cells.size()));
+  EXPECT_EQ(scan.GetPositions()[last], glm::vec3(2063.0f, 1543.0f, 1.0f));
+  EXPECT_EQ(scan.GetIntensities()[last], static_cast<float>(last % 4096));
+}
+
+TEST(Scan, ReserveKeepsPointersWhileAddingOneByOne) {
+  zelk::Scan scan = ScanOf(40, 30);
+  scan.Reserve(40 * 30);
+  glm::vec3* positions = scan.GetPositions();
+  scan.AddNormals();
+  scan.AddIntensities();
+  glm::vec3* normals = scan.GetNormals();
+  float* intensities = scan.GetIntensities();
+  for (unsigned y = 0; y < 30; ++y) {
+    for (unsigned x = 0; x < 40; ++x) {
+      const std::uint32_t index = scan.AddPointAt(x, y);
+      ASSERT_NE(index, zelk::Scan::INVALID_INDEX);
+      positions[index] = glm::vec3(static_cast<float>(x), static_cast<float>(y), 0.0f);
+      normals[index] = glm::vec3(0.0f, 0.0f, 1.0f);
+      intensities[index] = static_cast<float>(index);
+    }
+  }
+  scan.Complete();
+  ASSERT_EQ(scan.GetPositions(), positions);
+  ASSERT_EQ(scan.GetNormals(), normals);
+  ASSERT_EQ(scan.GetIntensities(), intensities);
+  EXPECT_EQ(scan.GetPositions()[1199], glm::vec3(39.0f, 29.0f, 0.0f));
+  EXPECT_EQ(scan.GetIntensities()[1199], 1199.0f);
+}
+
+TEST(Scan, CameraBasisComesBackUnchangedForTheSameConvention) {
+  zelk::Scan scan;
+  const glm::mat3 axes(glm::vec3(0.0f, 0.6f, 0.8f), glm::vec3(1.0f, 0.0f, 0.0f), glm::vec3(0.0f, 0.8f, -0.6f));
+  scan.SetCameraBasis(axes, CameraBasis());
+  EXPECT_EQ(scan.GetCameraBasis(CameraBasis()), axes);
+  // The id plays no part in the convention.
+  utils::BasisDefinition renamed = CameraBasis();
+  renamed.id = "other";
+  EXPECT_EQ(scan.GetCameraBasis(renamed), axes);
+  EXPECT_EQ(scan.GetCameraBasisDefinition().id, "PhoXi Camera");
+}
+
+TEST(Scan, CameraBasisIsReexpressedForAnotherConvention) {
+  zelk::Scan scan;
+  scan.SetCameraBasis(glm::mat3(1.0f), CameraBasis());
+  // Camera y down / z forward vs. the common layout (y up, z forward): the
+  // common camera's y and x axes are the stored ones negated.
+  const utils::BasisDefinition common;
+  const glm::mat3 expected(glm::vec3(-1.0f, 0.0f, 0.0f), glm::vec3(0.0f, -1.0f, 0.0f), glm::vec3(0.0f, 0.0f, 1.0f));
+  EXPECT_EQ(scan.GetCameraBasis(common), expected);
+}
+
+class CameraBasisRoundTrip : public ::testing::TestWithParam<utils::BasisDefinition> {};
+
+TEST_P(CameraBasisRoundTrip, SetInOneConventionReadBackInAnotherAndReturn) {
+  const glm::mat3 axes(glm::vec3(0.0f, 0.6f, 0.8f), glm::vec3(1.0f, 0.0f, 0.0f), glm::vec3(0.0f, 0.8f, -0.6f));
+  zelk::Scan scan;
+  scan.SetCameraBasis(axes, CameraBasis());
+  const glm::mat3 other = scan.GetCameraBasis(GetParam());
+  zelk::Scan back;
+  back.SetCameraBasis(other, GetParam());
+  const glm::mat3 restored = back.GetCameraBasis(CameraBasis());
+  for (int c = 0; c < 3; ++c) {
+    for (int r = 0; r < 3; ++r) {
+      EXPECT_NEAR(restored[c][r], axes[c][r], 1e-6f) << "column " << c << " row " << r;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Conventions, CameraBasisRoundTrip,
+    ::testing::Values(Basis(utils::Axis::PositiveY, utils::Axis::PositiveZ, utils::Handedness::Right),
+                      Basis(utils::Axis::PositiveY, utils::Axis::NegativeZ, utils::Handedness::Right),
+                      Basis(utils::Axis::PositiveZ, utils::Axis::NegativeX, utils::Handedness::Right),
+                      Basis(utils::Axis::PositiveY, utils::Axis::PositiveZ, utils::Handedness::Left)),
+    [](const ::testing::TestParamInfo<utils::BasisDefinition>& info) {
+      const utils::BasisDefinition& b = info.param;
+      return "up" + std::to_string(static_cast<int>(b.up)) + "_forward" + std::to_string(static_cast<int>(b.forward)) +
+             (b.handedness == utils::Handedness::Right ? "_right" : "_left");
+    });
+
+TEST(Scan, CopyIsDeepAndMoveTransfers) {
+  zelk::Scan scan = ScanOf(3, 3);
+  scan.AddIntensities();
+  scan.AddPointsAt({glm::uvec2(0, 0), glm::uvec2(2, 2)});
+  scan.GetPositions()[1] = glm::vec3(1.0f, 2.0f, 3.0f);
+  scan.GetIntensities()[1] = 9.0f;
+  zelk::ScanCameraParams params;
+  params.fx = 1000.0f;
+  params.k3 = 0.25f;
+  scan.SetCameraParams(params);
+  scan.SetCameraPosition(glm::vec3(4.0f, 5.0f, 6.0f));
+  scan.SetTimestamp(12.5);
+
+  zelk::Scan copy(scan);
+  scan.GetPositions()[1] = glm::vec3(0.0f);
+  scan.GetIntensities()[1] = 0.0f;
+  scan.AddPointAt(1, 1);
+  EXPECT_EQ(copy.GetPointCount(), 2u);
+  EXPECT_EQ(copy.GetCoords(), (std::vector<glm::uvec2>{{0, 0}, {2, 2}}));
+  EXPECT_EQ(copy.GetPositions()[1], glm::vec3(1.0f, 2.0f, 3.0f));
+  EXPECT_EQ(copy.GetIntensities()[1], 9.0f);
+  EXPECT_EQ(copy.GetCameraParams().fx, 1000.0f);
+  EXPECT_EQ(copy.GetCameraParams().k3, 0.25f);
+  EXPECT_EQ(copy.GetCameraPosition(), glm::vec3(4.0f, 5.0f, 6.0f));
+  EXPECT_EQ(copy.GetTimestamp(), std::optional<double>(12.5));
+  EXPECT_EQ(copy.GetResolution(), glm::uvec2(3, 3));
+
+  zelk::Scan moved(std::move(copy));
+  EXPECT_EQ(moved.GetPointCount(), 2u);
+  EXPECT_EQ(moved.GetIntensities()[1], 9.0f);
+  zelk::Scan assigned;
+  assigned = moved;
+  EXPECT_EQ(assigned.GetCoords(), moved.GetCoords());
+  EXPECT_NE(assigned.GetPositions(), moved.GetPositions());
+}
+
+TEST(Scan, TimestampCanBeUnknown) {
+  zelk::Scan scan;
+  EXPECT_FALSE(scan.GetTimestamp().has_value());
+  scan.SetTimestamp(3.0);
+  scan.SetTimestamp(std::nullopt);
+  EXPECT_FALSE(scan.GetTimestamp().has_value());
+}
+
+}  // namespace

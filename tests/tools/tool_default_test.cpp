@@ -1,0 +1,73 @@
+// The tool without arguments: the main job on its built-in default.
+#include "ToolTestSupport.h"
+
+#include <opencv2/imgcodecs.hpp>
+
+#include <filesystem>
+#include <fstream>
+
+namespace tavrin_tool_test {
+namespace {
+
+TEST(ToolDefaultJob, WritesThreeScansTheirSummariesAndAPreview) {
+  ScratchDir dir;
+  const ToolRun run = RunTool({}, dir.Path());
+  ASSERT_TRUE(Succeeded(run));
+
+  const std::vector<std::string> lines = run.OutLines();
+  ASSERT_FALSE(lines.empty());
+  EXPECT_NE(lines[0].find("simulated PhoXi Control"), std::string::npos) << lines[0];
+
+  std::vector<SummaryLine> summaries;
+  for (const std::string& line : lines) {
+    if (auto summary = ParseSummary(line)) summaries.push_back(*summary);
+  }
+  ASSERT_EQ(summaries.size(), 3u) << run.out;
+  for (int i = 0; i < 3; ++i) {
+    const std::string name = "tavrin-out/scan_00" + std::to_string(i + 1) + ".ply";
+    EXPECT_EQ(summaries[i].path, name);
+    const zelk::Scan scan = LoadScan(dir / name);
+    EXPECT_GT(scan.GetPointCount(), 0u);
+    EXPECT_EQ(scan.GetPointCount(), summaries[i].points) << name;
+    EXPECT_EQ(scan.GetWidth(), summaries[i].width);
+    EXPECT_EQ(scan.GetHeight(), summaries[i].height);
+    EXPECT_EQ(summaries[i].space, "PhoXi Camera");
+  }
+
+  const cv::Mat preview = cv::imread(dir / "tavrin-out/preview.png");
+  ASSERT_FALSE(preview.empty());
+  // Depth panel beside the intensity panel of the grey default scanner.
+  EXPECT_EQ(preview.cols, static_cast<int>(2 * summaries[2].width));
+  EXPECT_EQ(preview.rows, static_cast<int>(summaries[2].height));
+  EXPECT_TRUE(TemporaryLeftovers(dir).empty());
+}
+
+// A file that claims to be a Photoneo PLY but holds no points: the library
+// refuses it with a log line of its own.
+void WriteBrokenPhotoneoPly(const std::string& path) {
+  std::ofstream(path) << "ply\nformat ascii 1.0\nobj_info Photoneo PLY PointCloud ( Width = 2; Height = 1)\n"
+                         "end_header\n";
+}
+
+TEST(ToolLogging, QuietRunFoldsTheLibraryReasonIntoItsOneErrorLine) {
+  ScratchDir dir;
+  WriteBrokenPhotoneoPly(dir / "broken.ply");
+  const ToolRun run = RunTool({"info", "broken.ply"}, dir.Path());
+  ASSERT_TRUE(FailedCleanly(run));
+  EXPECT_NE(run.err.find("broken.ply"), std::string::npos) << run.err;
+  EXPECT_NE(run.err.find("(tavrin::PhoPointcloudToZelkScan)"), std::string::npos) << run.err;
+}
+
+TEST(ToolLogging, VerboseRunShowsTheLibraryLogLinesAsTheyHappen) {
+  ScratchDir dir;
+  WriteBrokenPhotoneoPly(dir / "broken.ply");
+  const ToolRun run = RunTool({"info", "broken.ply", "-v"}, dir.Path());
+  EXPECT_EQ(run.exitCode, 1);
+  const std::vector<std::string> lines = run.ErrLines();
+  ASSERT_GE(lines.size(), 2u) << run.err;
+  EXPECT_EQ(lines.front().rfind("[fail] tavrin::PhoPointcloudToZelkScan: ", 0), 0u) << run.err;
+  EXPECT_EQ(lines.back().rfind("tavrin: error: ", 0), 0u) << run.err;
+}
+
+}  // namespace
+}  // namespace tavrin_tool_test

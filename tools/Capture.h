@@ -1,0 +1,51 @@
+#pragma once
+// Capturing scans from a device or from recordings and writing them out.
+#include "ScanIO.h"
+
+#include <zelk/Scan.h>
+
+#include <string>
+#include <vector>
+
+namespace tavrin_tool {
+
+enum class ScanSource { FirstAttached, Device, Files };
+enum class SpaceChoice { Keep, Camera, Marker, Device };
+
+struct CaptureRequest {
+  ScanSource source = ScanSource::FirstAttached;
+  std::string deviceId;            // ScanSource::Device
+  std::vector<std::string> files;  // ScanSource::Files: recordings played as a file camera
+  SpaceChoice space = SpaceChoice::Keep;
+  bool normals = false;
+  bool freeRun = false;
+  int count = 1;
+  std::string output = "scan.ply";  // .ply, .zelk or .praw; numbered when count > 1
+  TextureChoice texture = TextureChoice::Auto;
+};
+
+struct CaptureResult {
+  std::vector<std::string> paths;  // files written, in capture order
+  zelk::Scan lastScan;
+};
+
+// Connects, captures `count` scans, writes each one and prints a summary line
+// per scan ("[i/N] " in front when N > 1). ToolError on any failure; files
+// written before the failure stay.
+CaptureResult RunCapture(const CaptureRequest& request);
+
+// Same for ".praw" outputs, which are the device's own recordings: this path
+// drives the PhoXi API directly, since only a device handle can save them.
+CaptureResult RunRawCapture(const CaptureRequest& request);
+
+// `path` itself for a single scan; otherwise "<stem>_<index><ext>" with the
+// index zero-padded to at least three digits ("scan_001.ply").
+std::string NumberedPath(const std::string& path, int index, int count);
+
+// Checks that every recording exists and is a regular file (ToolError if not).
+void CheckRecordings(const std::vector<std::string>& files);
+
+// Prints "[i/N] <summary>" (no prefix when N is 1).
+void PrintScanLine(int index, int count, const std::string& path, const zelk::Scan& scan, double milliseconds);
+
+}  // namespace tavrin_tool

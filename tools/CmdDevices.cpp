@@ -1,0 +1,71 @@
+// tavrin devices: PhoXi Control's state and every device it lists.
+#include "Commands.h"
+#include "Simulation.h"
+
+#include <tavrin/PhoXiDevice.h>
+
+#include <PhoXi.h>
+
+#include <algorithm>
+#include <iomanip>
+#include <iostream>
+
+namespace tavrin_tool {
+namespace {
+
+const char* StatusName(tavrin::PhoXiDevice::ConnectionStatus status) {
+  switch (status) {
+    case tavrin::PhoXiDevice::ControlNotRunning: return "PhoXi Control not running";
+    case tavrin::PhoXiDevice::NotFound: return "not found";
+    case tavrin::PhoXiDevice::NotReady: return "not ready";
+    case tavrin::PhoXiDevice::Ready: return "ready";
+    case tavrin::PhoXiDevice::Attached: return "attached";
+  }
+  return "unknown";
+}
+
+const char* TypeName(const pho::api::PhoXiDeviceInformation& info) {
+  if (info.IsFileCamera) return "file camera";
+  switch (info.Type.GetValue()) {
+    case pho::api::PhoXiDeviceType::PhoXiScanner: return "PhoXi Scanner";
+    case pho::api::PhoXiDeviceType::MotionCam3D: return "MotionCam-3D";
+    default: return "unknown";
+  }
+}
+
+void RunDevices() {
+  StartSimulatedPhoXiControl();
+  if (!tavrin::PhoXiDevice::IsPhoXiControlRunning()) {
+    std::cout << "PhoXi Control: not running\n";
+    return;
+  }
+  std::cout << "PhoXi Control: running, version " << tavrin::PhoXiDevice::GetPhoXiControlVersion() << '\n';
+  pho::api::PhoXiFactory factory;
+  const std::vector<pho::api::PhoXiDeviceInformation> devices = factory.GetDeviceList();
+  std::cout << "devices: " << devices.size() << '\n';
+  std::size_t idWidth = 2;
+  std::size_t typeWidth = 4;
+  for (const auto& info : devices) {
+    idWidth = std::max(idWidth, info.HWIdentification.size());
+    typeWidth = std::max(typeWidth, std::string(TypeName(info)).size());
+  }
+  if (devices.empty()) return;
+  std::cout << "  " << std::left << std::setw(static_cast<int>(idWidth)) << "ID" << "  "
+            << std::setw(static_cast<int>(typeWidth)) << "TYPE" << "  " << std::setw(10) << "STATUS"
+            << "  NAME\n";
+  for (const auto& info : devices) {
+    const auto status = tavrin::PhoXiDevice::GetDeviceConnectionStatus(info.HWIdentification);
+    std::cout << "  " << std::setw(static_cast<int>(idWidth)) << info.HWIdentification << "  "
+              << std::setw(static_cast<int>(typeWidth)) << TypeName(info) << "  " << std::setw(10)
+              << StatusName(status) << "  " << info.Name << '\n';
+  }
+}
+
+}  // namespace
+
+Command AddDevicesCommand(CLI::App& app, const GlobalOptions&) {
+  CLI::App* sub = app.add_subcommand("devices", "Show whether PhoXi Control runs, its version, and every device");
+  return {sub, [] { RunDevices(); }};
+}
+
+}  // namespace tavrin_tool

@@ -1,0 +1,25 @@
+// tavrin info: what a scan file holds.
+#include "Commands.h"
+#include "ScanIO.h"
+#include "Simulation.h"
+#include "Summary.h"
+
+#include <iostream>
+#include <memory>
+
+namespace tavrin_tool {
+
+Command AddInfoCommand(CLI::App& app, const GlobalOptions&) {
+  auto file = std::make_shared<std::string>();
+  CLI::App* sub = app.add_subcommand(
+      "info", "Describe a scan file: resolution, points, space, intrinsics, pose, bounding box, properties, timestamp");
+  sub->add_option("FILE", *file, "Scan file (.ply, .praw, .zelk)")->required();
+  return {sub, [file] {
+            StartSimulatedPhoXiControl();
+            zelk::Scan scan;
+            LoadScan(*file, scan);
+            PrintInfo(std::cout, *file, scan);
+          }};
+}
+
+}  // namespace tavrin_tool

@@ -1,0 +1,23 @@
+#pragma once
+// Human-readable descriptions of scans: the one-line summary printed after
+// each capture or conversion and the full report of `tavrin info`.
+#include <zelk/Scan.h>
+
+#include <ostream>
+#include <string>
+
+namespace tavrin_tool {
+
+// The id of the scan's point space ("PhoXi Camera", ...) or "no space".
+std::string SpaceLabel(const zelk::Scan& scan);
+// Unit abbreviation of the scan's space ("mm", "m"), or empty when unknown.
+std::string UnitLabel(const zelk::Scan& scan);
+
+// "<name>: <points> points, <W> x <H>, <space>, <ms> ms"
+std::string SummaryLine(const std::string& name, const zelk::Scan& scan, double milliseconds);
+
+// Resolution, point count, space, intrinsics, pose, bounding box,
+// properties and timestamp, one "key: value" line each.
+void PrintInfo(std::ostream& out, const std::string& path, const zelk::Scan& scan);
+
+}  // namespace tavrin_tool
