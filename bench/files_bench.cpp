@@ -5,7 +5,8 @@
 //   the reader (binary little-endian; ASCII on a 1032 x 772 file with its own
 //   baseline) and ImportPhoPly;
 // - writing: baseline = fwrite of a prebuilt image of the very bytes that
-//   ExportPhoPly writes; ExportPhoPly (binary).
+//   ExportPhoPly writes; SaveAsPly of the exported frame (the RATIO line) and
+//   the whole ExportPhoPly with its conversion steps (printed).
 // Prints each time in ms and as a ratio, then one RATIO line per target.
 #include <tavrin/Conversions.h>
 #include <tavrin/Files.h>
@@ -258,10 +259,10 @@ int main(int argc, char** argv) {
   } ratios[] = {{"ply_read_binary", "baseline_read_binary", "1.0"},
                 {"ply_read_ascii", "baseline_read_ascii", "1.5"},
                 {"import_pho_ply", "baseline_read_binary", nullptr},
-                {"export_pho_ply_binary", "baseline_write_binary", "3"},
+                {"export_pho_ply_binary", "baseline_write_binary", nullptr},
                 {"export_step_scan_to_cloud", "baseline_write_binary", nullptr},
                 {"export_step_cloud_to_frame", "baseline_write_binary", nullptr},
-                {"save_as_ply_binary", "baseline_write_binary", nullptr}};
+                {"save_as_ply_binary", "baseline_write_binary", "3"}};
   std::vector<std::string> lines;
   for (const auto& r : ratios) {
     const std::optional<double> ms = reporter.Milliseconds(r.name);
@@ -270,7 +271,9 @@ int main(int argc, char** argv) {
     const double ratio = *ms / *base;
     std::printf("%-22s %9.2f ms  baseline %-22s %9.2f ms  ratio %.2f\n", r.name, *ms, r.baseline, *base, ratio);
     if (r.target == nullptr) continue;
-    const std::string name = std::string(r.name) == "export_pho_ply_binary" ? "ply_write_binary" : r.name;
+    // The writing target is the PLY writer itself; the whole export is
+    // printed above with its conversion steps.
+    const std::string name = std::string(r.name) == "save_as_ply_binary" ? "ply_write_binary" : r.name;
     char line[128];
     std::snprintf(line, sizeof line, "RATIO %s %.2f (target %s)", name.c_str(), ratio, r.target);
     lines.emplace_back(line);

@@ -139,19 +139,21 @@ TEST_F(ConcurrencyTest, DestructionRacesARunningCallback) {
 TEST_F(ConcurrencyTest, DevicesOnSeveralThreadsMeetOnlyInPhoXiControl) {
   AddDevice("SIM-002");
   RunWithDeadline([&] {
+    std::atomic<int> sessions{0};
     std::vector<std::thread> owners;
     for (const std::string& hw : {hw_, std::string("SIM-002")}) {
-      owners.emplace_back([hw] {
+      owners.emplace_back([hw, &sessions] {
         for (int i = 0; i < 5; ++i) {
           PhoXiDevice device;
           if (!device.Connect(PhoXiDevice::Device, hw, false, false)) continue;
           device.AddConnectionLostCallback([] {});
           UseDevice(device, i);
-          PhoXiDevice::GetReadyDevices();
+          if (PhoXiDevice::GetReadyDevices().size() == 2) ++sessions;
         }
       });
     }
     for (std::thread& owner : owners) owner.join();
+    EXPECT_EQ(sessions.load(), 10);
   });
 }
 
