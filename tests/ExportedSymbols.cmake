@@ -1,0 +1,33 @@
+# Fails unless libtavrin exports exactly its public surface: symbols of the
+# tavrin, pho_ply_io and utils namespaces (the space records it implements),
+# their type info, and nothing internal.
+# Usage: cmake -DLIB=<path to libtavrin.so> -P ExportedSymbols.cmake
+execute_process(COMMAND nm -D --defined-only -C ${LIB} OUTPUT_VARIABLE out RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "nm failed on ${LIB}")
+endif()
+string(REPLACE "\n" ";" lines "${out}")
+set(allowed "^(tavrin::|utils::|pho_ply_io::|(typeinfo|typeinfo name|vtable) for (tavrin|utils|pho_ply_io)::)")
+foreach(line IN LISTS lines)
+  if(line STREQUAL "")
+    continue()
+  endif()
+  string(REGEX REPLACE "^[0-9a-fA-F]+ [A-Za-z] " "" symbol "${line}")
+  if(NOT symbol MATCHES "${allowed}")
+    message(FATAL_ERROR "unexpected exported symbol: ${symbol}")
+  endif()
+endforeach()
+foreach(expected "tavrin::PhoFrameToScan" "tavrin::PhoXiDevice::Connect" "tavrin::ImportScan"
+                 "tavrin::PhoXiCameraSpace" "utils::SpaceDefinition::GetSpaceCorrection")
+  string(FIND "${out}" "${expected}" at)
+  if(at EQUAL -1)
+    message(FATAL_ERROR "missing exported symbol: ${expected}")
+  endif()
+endforeach()
+foreach(internal "ScaleIntrinsicsToResolution" "PhoXiCounterpart" "PhoXiStreamer" "CallbackTimer" "ParseObjInfo")
+  string(FIND "${out}" "${internal}" at)
+  if(NOT at EQUAL -1)
+    message(FATAL_ERROR "internal symbol exported: ${internal}")
+  endif()
+endforeach()
+message(STATUS "exported symbols of ${LIB}: only the public surface")
