@@ -11,6 +11,8 @@
 #include "convert/HugePageAllocator.h"
 
 #include <benchmark/benchmark.h>
+
+#include "TimeRecorder.h"
 #include <ulog/ulog.h>
 
 #include <cmath>
@@ -176,25 +178,6 @@ void CloudToScan(benchmark::State& state) {
   }
 }
 
-// Keeps the mean wall time (ms) of every run besides printing it.
-class RecordingReporter : public benchmark::ConsoleReporter {
-public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      if (run.iterations > 0) times_[run.run_name.function_name] = run.real_accumulated_time * 1e3 / run.iterations;
-    }
-    benchmark::ConsoleReporter::ReportRuns(runs);
-  }
-  std::optional<double> Milliseconds(const std::string& name) const {
-    const auto it = times_.find(name);
-    if (it == times_.end()) return std::nullopt;
-    return it->second;
-  }
-
-private:
-  std::map<std::string, double> times_;
-};
-
 }  // namespace
 
 // Each conversion runs a fixed, small number of times so the whole program
@@ -215,7 +198,7 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   Data();
-  RecordingReporter reporter;
+  tavrin_bench::TimeRecorder reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
 

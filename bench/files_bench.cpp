@@ -18,6 +18,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "TimeRecorder.h"
+
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -206,25 +208,6 @@ void SaveAsPlyBinary(benchmark::State& state) {
   }
 }
 
-// Keeps the mean wall time (ms) of every run besides printing it.
-class RecordingReporter : public benchmark::ConsoleReporter {
-public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      if (run.iterations > 0) times_[run.run_name.function_name] = run.real_accumulated_time * 1e3 / run.iterations;
-    }
-    benchmark::ConsoleReporter::ReportRuns(runs);
-  }
-  std::optional<double> Milliseconds(const std::string& name) const {
-    const auto it = times_.find(name);
-    if (it == times_.end()) return std::nullopt;
-    return it->second;
-  }
-
-private:
-  std::map<std::string, double> times_;
-};
-
 }  // namespace
 
 #define FILES_BENCH(function, name) \
@@ -245,7 +228,7 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   Data();
-  RecordingReporter reporter;
+  tavrin_bench::TimeRecorder reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
 
