@@ -113,7 +113,9 @@ public:
   // call any method of this object (Disconnect, Reset, a new registration)
   // and may destroy it; destruction on another thread waits for a running
   // callback to return. The callback should not throw (an exception is
-  // logged and dropped).
+  // logged and dropped). A connection query that throws on the watchdog
+  // thread counts as a lost connection (logged). When no thread can be
+  // created, this logs a Fail line and no watchdog runs.
   void AddConnectionLostCallback(std::function<void()> callback);
 
 private:

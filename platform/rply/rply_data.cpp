@@ -8,7 +8,6 @@
 // the interface requires.
 #include "rply_internal.h"
 
-#include <charconv>
 #include <climits>
 #include <cmath>
 #include <cstdint>
@@ -20,6 +19,7 @@ namespace {
 using rply_detail::Canonical;
 using rply_detail::Error;
 using rply_detail::Input;
+using rply_detail::ParseAscii;
 using rply_detail::TypeSize;
 
 constexpr bool kHostLittleEndian = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
@@ -84,61 +84,6 @@ inline double Decode(int code, const char* p) {
     default:
       return 0.0;
   }
-}
-
-// Parses an ASCII value of the given canonical type: integers must be whole
-// decimal numbers within the type's range, floats any decimal or "nan"/"inf"
-// form within the type's range. A leading "+" is allowed.
-bool ParseAscii(std::string_view token, e_ply_type canonical, double& value) {
-  const char* first = token.data();
-  const char* last = first + token.size();
-  if (first != last && *first == '+') {
-    ++first;
-    if (first == last || *first == '-' || *first == '+') {
-      return false;
-    }
-  }
-  if (canonical == PLY_FLOAT32) {
-    // Parsed as float, so the value is the one a binary file would hold, and
-    // the shortest text of FLT_MAX (3.4028235e+38) stays in range.
-    float v = 0.0f;
-    const auto [end, error] = std::from_chars(first, last, v);
-    if (error != std::errc() || end != last) {
-      return false;
-    }
-    value = v;
-    return true;
-  }
-  if (canonical == PLY_FLOAT64) {
-    double v = 0.0;
-    const auto [end, error] = std::from_chars(first, last, v);
-    if (error != std::errc() || end != last) {
-      return false;
-    }
-    value = v;
-    return true;
-  }
-  long long v = 0;
-  const auto [end, error] = std::from_chars(first, last, v);
-  if (error != std::errc() || end != last) {
-    return false;
-  }
-  long long low = 0;
-  long long high = 0;
-  switch (canonical) {
-    case PLY_INT8: low = INT8_MIN; high = INT8_MAX; break;
-    case PLY_UINT8: high = UINT8_MAX; break;
-    case PLY_INT16: low = INT16_MIN; high = INT16_MAX; break;
-    case PLY_UINT16: high = UINT16_MAX; break;
-    case PLY_INT32: low = INT32_MIN; high = INT32_MAX; break;
-    case PLY_UIN32: high = UINT32_MAX; break;
-    default: return false;
-  }
-  if (v < low || v > high) {
-    return false;
-  }
-  value = static_cast<double>(v);
-  return true;
 }
 
 struct Step {

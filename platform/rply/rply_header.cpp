@@ -61,7 +61,10 @@ bool HeaderParser::NextWord() {
   std::string_view token;
   switch (input_.NextToken(token, &separator_)) {
     case Input::TokenResult::Ok:
-      word_.assign(token.data(), token.size());
+      // Callers see names as C strings, so a word ends at a zero byte: the
+      // name that ply_get_property_info hands out is then the very name that
+      // ply_set_read_cb matches.
+      word_.assign(token.data(), ::strnlen(token.data(), token.size()));
       return true;
     case Input::TokenResult::TooLarge:
       Error(ply_, "Token too large");

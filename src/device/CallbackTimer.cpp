@@ -1,6 +1,10 @@
 #include "device/CallbackTimer.h"
 
+#include <ulog/ulog.h>
+
 #include <algorithm>
+#include <exception>
+#include <string>
 #include <system_error>
 #include <utility>
 
@@ -64,6 +68,19 @@ void NameThread(const char* name) {
   pthread_setname_np(pthread_self(), shortName);
 }
 #endif
+
+// One run of the task. An exception must not leave the thread function (the
+// process would end); it ends the polling instead, as a false result does.
+bool RunTask(const std::function<bool()>& task) {
+  try {
+    return task();
+  } catch (const std::exception& error) {
+    ulog::Fail(std::string("Callback timer task threw: ") + error.what(), "tavrin::CallbackTimer");
+  } catch (...) {
+    ulog::Fail("Callback timer task threw an unknown exception.", "tavrin::CallbackTimer");
+  }
+  return false;
+}
 
 }  // namespace
 
@@ -156,7 +173,7 @@ void CallbackTimer::Run(std::shared_ptr<State> state, std::int64_t intervalSecon
   while (state->running.load()) {
     // Only a false result is stored: a true one must not undo a Stop() that
     // came in while the task ran.
-    if (!task()) state->running = false;
+    if (!RunTask(task)) state->running = false;
 
     std::unique_lock<std::mutex> lock(state->mutex);
     if (state->released || state->stopRequested) break;

@@ -34,8 +34,11 @@ public:
   // with the terminator). The task runs at once, then every
   // `intervalSeconds` seconds while it returns true; an interval below 1
   // waits no time between runs. After a false result the thread waits one
-  // more interval (cut short by Stop) and ends. The task must not throw.
-  // Throws like Stop() when called from the timer's own, unreleased thread.
+  // more interval (cut short by Stop) and ends. The task should not throw: an
+  // exception leaving it is logged (Fail, "tavrin::CallbackTimer") and counts
+  // as a false result. Throws like Stop() when called from the timer's own,
+  // unreleased thread, and std::system_error when no thread can be created
+  // (the timer is then idle).
   void Start(std::int64_t intervalSeconds, std::function<bool()> task);
 
   // Clears the running flag, wakes the thread at once if it is waiting, and

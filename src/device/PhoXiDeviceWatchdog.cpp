@@ -27,6 +27,8 @@
 
 #include <chrono>
 #include <exception>
+#include <string>
+#include <system_error>
 
 namespace tavrin {
 namespace {
@@ -40,6 +42,20 @@ struct CallbackContext {
   bool deviceDestroyed = false;
 };
 thread_local CallbackContext* currentCallback = nullptr;
+
+// The connection query of one poll. It runs on the timer thread, where an
+// exception cannot reach any caller: a query that throws tells that the
+// device cannot be reached, so it counts as a lost connection.
+bool QueryConnected(const PhoXiStreamer& streamer) {
+  try {
+    return streamer.IsConnected();
+  } catch (const std::exception& error) {
+    ulog::Warn(std::string("Connection query failed: ") + error.what(), "PhoXiDevice");
+  } catch (...) {
+    ulog::Warn("Connection query failed with an unknown exception.", "PhoXiDevice");
+  }
+  return false;
+}
 
 }  // namespace
 
@@ -71,7 +87,14 @@ void PhoXiDevice::AddConnectionLostCallback(std::function<void()> callback) {
   }
   // Not under the device lock. The streamer cannot be replaced meanwhile:
   // that needs the control lock held here.
-  streamer->watchdog.Start(kPollIntervalSeconds, [this] { return PollConnection(); });
+  try {
+    streamer->watchdog.Start(kPollIntervalSeconds, [this] { return PollConnection(); });
+  } catch (const std::system_error& error) {
+    // No thread to poll on (the system is out of threads). The caller has no
+    // result to look at, so the log line is the report; the callback stays
+    // stored and a later registration tries again.
+    ulog::Fail(std::string("Can not start the connection watchdog: ") + error.what(), "PhoXiDevice");
+  }
 }
 
 bool PhoXiDevice::PollConnection() {
@@ -81,7 +104,7 @@ bool PhoXiDevice::PollConnection() {
     while (!lock.try_lock()) {
       if (!CallbackTimer::WaitOnCurrentThread(kLockRetry)) return false;
     }
-    if (streamer_->IsConnected()) return true;
+    if (QueryConnected(*streamer_)) return true;
     // Copied under the lock: a new registration may replace it meanwhile.
     callback = streamer_->connectionLostCallback;
   }

@@ -3,6 +3,9 @@
 
 #include <ulog/ulog.h>
 
+#include <chrono>
+#include <cstdint>
+#include <exception>
 #include <filesystem>
 #include <random>
 
@@ -29,11 +32,25 @@ std::string FileCameraBaseName(const std::vector<std::string>& absoluteFiles) {
   return name;
 }
 
+namespace {
+
+std::uint32_t SuffixSeed() {
+  try {
+    std::random_device device;
+    return device();
+  } catch (const std::exception&) {
+    // No entropy source on this system: the clock still differs between
+    // calls and between processes, which is all the name needs.
+    return static_cast<std::uint32_t>(std::chrono::high_resolution_clock::now().time_since_epoch().count());
+  }
+}
+
+}  // namespace
+
 std::string FileCameraSuffix() {
   // Seeded per call: names must differ between connections of one process
   // and between processes that attach the same recording.
-  std::random_device seed;
-  std::mt19937 generator(seed());
+  std::mt19937 generator(SuffixSeed());
   std::uniform_int_distribution<int> code(65, 122);
   std::string suffix;
   for (int i = 0; i < 6; ++i) suffix.push_back(static_cast<char>(code(generator)));
@@ -69,7 +86,18 @@ bool PhoXiStreamer::ConnectToFileCameras(const std::vector<std::string>& files) 
     ulog::Warn("File camera is not available.", kComponent);
     return false;
   }
-  device = factory->CreateAndConnect(hardwareId, pho::api::PhoXiTimeout::Infinity);
+  try {
+    device = factory->CreateAndConnect(hardwareId, pho::api::PhoXiTimeout::Infinity);
+  } catch (...) {
+    // The exception goes on to the caller, but the camera attached for this
+    // connection alone must not stay behind in PhoXi Control.
+    try {
+      factory->DetachFileCamera(hardwareId);
+    } catch (...) {
+      // The first exception is the one to report.
+    }
+    throw;
+  }
   if (device) id = device->GetName();
   return static_cast<bool>(device);
 }

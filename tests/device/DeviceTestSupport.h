@@ -12,12 +12,25 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <future>
 #include <string>
+#include <thread>
 
 #include <unistd.h>
 
 namespace tavrin_test {
+
+// Waits (at most 20 s) until `done` holds; the watchdog reports a loss within
+// about a second, so the bound only matters when something is broken.
+inline bool Eventually(const std::function<bool()>& done) {
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!done()) {
+    if (std::chrono::steady_clock::now() > limit) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
 
 // The binned resolution keeps frames small (and tests fast under sanitizers).
 inline pho::sim::VirtualDevice SmallDevice(const std::string& hwId) {

@@ -1,28 +1,43 @@
-// Runs every fuzz target's entry function over a seed corpus and a few
-// thousand deterministic mutations of it, so that the sanitizer builds of
-// every compiler exercise the parsers (the libFuzzer programs need clang).
-#include "../../fuzz/FuzzTargets.h"
+// Replays every fuzz target's committed corpus (seeds and the crash inputs
+// found so far) and a few thousand deterministic mutations of it, so that
+// the sanitizer builds of every compiler exercise the parsers (the libFuzzer
+// programs need clang).
+#include "FuzzCorpus.h"
 
-#include "FilesTestSupport.h"
-#include "support/PlyBuilder.h"
-
-#include <zelk/Exporter.h>
+#include "support/LogCapture.h"
 
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <random>
 #include <string>
 #include <vector>
 
 namespace {
 
-using tavrin_test::BuildPly;
-using tavrin_test::PlyContent;
-using tavrin_test::PlyEncoding;
-using Target = std::function<int(const std::uint8_t*, std::size_t)>;
+using fuzz_test::FuzzTarget;
 
-constexpr int kMutationsPerTarget = 3000;
+struct CorpusFile {
+  std::string name;
+  std::string bytes;
+};
+
+std::vector<CorpusFile> LoadCorpus(const std::string& target) {
+  std::vector<CorpusFile> files;
+  for (const auto& entry : std::filesystem::directory_iterator(fuzz_test::CorpusDir(target))) {
+    if (!entry.is_regular_file()) continue;
+    std::ifstream in(entry.path(), std::ios::binary);
+    files.push_back({entry.path().filename().string(),
+                     std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>())});
+  }
+  // Directory order differs between file systems; replay in a fixed order.
+  std::sort(files.begin(), files.end(), [](const CorpusFile& a, const CorpusFile& b) { return a.name < b.name; });
+  return files;
+}
+
+bool StartsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
 
 // One mutation: byte flips, insertions, deletions, truncation, a copied
 // chunk, or an interesting value written over a few bytes.
@@ -31,7 +46,7 @@ std::string Mutate(const std::string& seed, std::mt19937& random) {
   const int steps = 1 + static_cast<int>(random() % 4);
   for (int step = 0; step < steps; ++step) {
     const std::size_t at = s.empty() ? 0 : random() % s.size();
-    switch (random() % 7) {
+    switch (random() % 8) {
       case 0:
         if (!s.empty()) s[at] = static_cast<char>(s[at] ^ (1u << (random() % 8)));
         break;
@@ -51,8 +66,15 @@ std::string Mutate(const std::string& seed, std::mt19937& random) {
       }
       case 5: {
         static const char* const kWords[] = {"0", "-1", "4294967295", "99999999999", "nan", "(", ")", ";", "=",
-                                             "\xff\xff\xff\x7f", "\n", "\r\n", "list", "element vertex 3\n"};
+                                             "\n", "\r\n", "list", "element vertex 3\n"};
         s.insert(at, kWords[random() % (sizeof(kWords) / sizeof(kWords[0]))]);
+        break;
+      }
+      case 6: {
+        // A binary count or size made absurd in place.
+        static const std::uint32_t kValues[] = {0u, 1u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu, 0x00010000u};
+        const std::uint32_t value = kValues[random() % (sizeof(kValues) / sizeof(kValues[0]))];
+        for (std::size_t k = 0; k < 4 && at + k < s.size(); ++k) s[at + k] = static_cast<char>(value >> (8 * k));
         break;
       }
       default:
@@ -63,64 +85,63 @@ std::string Mutate(const std::string& seed, std::mt19937& random) {
   return s;
 }
 
-void RunCorpus(const Target& target, const std::vector<std::string>& seeds, unsigned seed) {
-  ASSERT_FALSE(seeds.empty());
-  auto run = [&](const std::string& input) {
-    EXPECT_EQ(target(reinterpret_cast<const std::uint8_t*>(input.data()), input.size()), 0);
-  };
-  ::testing::internal::CaptureStderr();  // RPly reports every bad input there
-  for (const std::string& s : seeds) run(s);
+bool Feed(const FuzzTarget& target, const std::string& input) {
+  return target.run(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
+}
+
+class FuzzCorpus : public ::testing::TestWithParam<FuzzTarget> {
+protected:
+  // Refused inputs log (and RPly prints its errors to stderr): keep both out
+  // of the test output.
+  void SetUp() override { ::testing::internal::CaptureStderr(); }
+  void TearDown() override { ::testing::internal::GetCapturedStderr(); }
+
+  tavrin_test::LogCapture log_;
+};
+
+TEST_P(FuzzCorpus, EveryCommittedInputReplaysWithItsOutcome) {
+  const FuzzTarget& target = GetParam();
+  const std::vector<CorpusFile> corpus = LoadCorpus(target.name);
+  ASSERT_FALSE(corpus.empty()) << fuzz_test::CorpusDir(target.name);
+  int valid = 0;
+  for (const CorpusFile& file : corpus) {
+    SCOPED_TRACE(file.name);
+    const bool accepted = Feed(target, file.bytes);
+    if (!target.checksAcceptance) continue;
+    if (StartsWith(file.name, "valid-")) {
+      EXPECT_TRUE(accepted);
+      ++valid;
+    }
+    if (StartsWith(file.name, "broken-")) {
+      EXPECT_FALSE(accepted);
+    }
+  }
+  if (target.checksAcceptance) {
+    EXPECT_GT(valid, 0) << "the corpus needs valid inputs to mutate";
+  }
+}
+
+TEST_P(FuzzCorpus, MutationsOfTheCorpusKeepTheInvariants) {
+  const FuzzTarget& target = GetParam();
+  const std::vector<CorpusFile> corpus = LoadCorpus(target.name);
+  ASSERT_FALSE(corpus.empty());
+  // Seeded by the target's name (FNV-1a): the same mutations on every run
+  // and every platform.
+  std::uint32_t seed = 2166136261u;
+  for (const char* c = target.name; *c != '\0'; ++c) seed = (seed ^ static_cast<unsigned char>(*c)) * 16777619u;
   std::mt19937 random(seed);
-  for (int i = 0; i < kMutationsPerTarget; ++i) run(Mutate(seeds[random() % seeds.size()], random));
-  ::testing::internal::GetCapturedStderr();
-}
-
-std::vector<std::string> PlySeeds() {
-  std::vector<std::string> seeds;
-  PlyContent faces;
-  faces.headerLines = {files_test::IdentificationLine(2, 2)};
-  faces.elements.push_back(tavrin_test::SampleVertices(4, false, true));
-  faces.elements.push_back({"face", {{"int", "vertex_indices", "uchar"}}, {{3, 0, 1, 2}, {3, 1, 2, 3}}});
-  for (PlyEncoding encoding :
-       {PlyEncoding::Ascii, PlyEncoding::BinaryLittleEndian, PlyEncoding::BinaryBigEndian}) {
-    seeds.push_back(BuildPly(files_test::PhotoneoContent(3, 2), encoding));
-    seeds.push_back(BuildPly(files_test::PhotoneoContent(2, 2), encoding, "\r\n"));
-    seeds.push_back(BuildPly(faces, encoding));
+  int accepted = 0;
+  for (int i = 0; i < target.mutations; ++i) {
+    if (Feed(target, Mutate(corpus[random() % corpus.size()].bytes, random))) ++accepted;
   }
-  seeds.push_back("ply\nformat ascii 1.0\nend_header\n");
-  return seeds;
-}
-
-TEST(FuzzRegression, PlyReader) { RunCorpus(tavrin_fuzz::FuzzPlyReader, PlySeeds(), 11); }
-
-TEST(FuzzRegression, ObjInfo) {
-  RunCorpus(tavrin_fuzz::FuzzObjInfo,
-            {"Photoneo PLY PointCloud ( Width = 2064; Height = 1544)", "(Width=4;Height=3)",
-             "(Width = 4; ; Height = 3)", "(Width 4; Height = 3)", "((a) = (b); c = d))", ")(", ""},
-            12);
-}
-
-TEST(FuzzRegression, ZelkImporter) {
-  zelk::Scan scan;
-  scan.SetResolution(glm::uvec2(4, 3));
-  scan.AddNormals();
-  scan.AddColors();
-  for (unsigned i = 0; i < 5; ++i) {
-    const std::uint32_t index = scan.AddPointAt(i % 4, i % 3);
-    scan.GetPositions()[index] = glm::vec3(static_cast<float>(i), 1.0f, 2.0f);
+  // Some mutations must stay acceptable, or the run never gets past the
+  // parser's first checks.
+  if (target.checksAcceptance) {
+    EXPECT_GT(accepted, 0);
   }
-  scan.SetTimestamp(12.5);
-  utils::SpaceDefinition space;
-  space.id = "seed";
-  scan.SetSpace(space);
-  zelk::Exporter one;
-  one.AddScan(scan);
-  zelk::Exporter two;
-  two.AddScan(scan);
-  two.AddScan(zelk::Scan());
-  const std::vector<char> a = one.Encode();
-  const std::vector<char> b = two.Encode();
-  RunCorpus(tavrin_fuzz::FuzzZelkImporter, {std::string(a.begin(), a.end()), std::string(b.begin(), b.end())}, 13);
 }
+
+INSTANTIATE_TEST_SUITE_P(AllParsers, FuzzCorpus, ::testing::ValuesIn(fuzz_test::FuzzTargets()),
+                         [](const ::testing::TestParamInfo<FuzzTarget>& info) { return std::string(info.param.name); });
 
 }  // namespace

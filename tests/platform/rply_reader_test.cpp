@@ -239,6 +239,17 @@ TEST(RplyHeader, HeaderLimitsAcceptTheLongestAllowedLineAndWord) {
   ply_close(ply);
 }
 
+TEST(RplyHeader, NamesEndAtAZeroByteSoTheReportedNameCanBeRegistered) {
+  ScratchDir dir;
+  const char text[] = "ply\nformat ascii 1.0\nelement v\0x 1\nproperty int va\0\1b\nend_header\n5\n";
+  const auto result = ReadEverything(dir.Write("zero.ply", std::string(text, sizeof text - 1)));
+  ASSERT_TRUE(result.readOk);
+  ASSERT_EQ(result.events.size(), 1u);
+  EXPECT_EQ(result.events[0].element, "v");
+  EXPECT_EQ(result.events[0].property, "va");
+  EXPECT_EQ(result.events[0].value, 5);
+}
+
 TEST(RplyUserData, HandleAndArgumentCarryTheirUserData) {
   ScratchDir dir;
   const std::string path = dir.Write("u.ply", "ply\nformat ascii 1.0\nelement v 1\nproperty int a\nend_header\n1\n");

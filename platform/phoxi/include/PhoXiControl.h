@@ -100,6 +100,7 @@ struct DeviceState {
 struct DeviceCounters {
   int ConnectCalls = 0;  // successful CreateAndConnect / ...FirstAttached
   int TriggerFrameCalls = 0;
+  int TriggersAccepted = 0;  // TriggerFrame calls that returned a frame id
   int GetFrameCalls = 0;
   int GetSpecificFrameCalls = 0;
   int ClearBufferCalls = 0;
@@ -174,6 +175,19 @@ bool FailNextTriggers(const std::string& hwId, int count, int code);
 bool DropConnection(const std::string& hwId, int afterFrames = 0);
 // CreateAndConnect for this device throws std::runtime_error while enabled.
 bool ThrowOnConnect(const std::string& hwId, bool enable = true);
+// The next `count` CreateAndConnect calls throw std::runtime_error, whatever
+// the device (file cameras included, whose names are only known once
+// attached). A call that finds no connectable device returns empty as usual
+// and does not use up the count.
+void ThrowOnNextConnects(int count = 1);
+// While enabled, the calls of connected handles of this device throw
+// std::runtime_error, as the API does when PhoXi Control cannot reach the
+// device: isConnected, isAcquiring, Start/StopAcquisition, ClearBuffer,
+// Disconnect, TriggerFrame, GetFrame, GetSpecificFrame and reading or writing
+// its features (except HardwareIdentification, which the handle knows). A
+// handle whose connection is already lost answers as usual; destroying a
+// handle never throws.
+bool ThrowOnDeviceCalls(const std::string& hwId, bool enable = true);
 // CanConnect for this device answers false while enabled.
 bool RefuseCanConnect(const std::string& hwId, bool enable = true);
 // The next `count` frames (triggered or streamed) arrive with Successful =

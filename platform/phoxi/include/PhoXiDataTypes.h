@@ -5,11 +5,40 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
 namespace pho {
 namespace api {
+
+namespace detail {
+// Storage of the maps. Frames are tens of megabytes and usually written once
+// into fresh memory, where faulting in 4 KiB pages costs more than the data
+// itself; blocks of 2 MiB and more are therefore huge-page aligned with huge
+// pages requested. Both return nullptr on failure; free with FreeMapMemory.
+void* AllocateMapMemory(std::size_t bytes) noexcept;
+void FreeMapMemory(void* data) noexcept;
+
+template <class T>
+struct MapAllocator {
+  using value_type = T;
+  MapAllocator() = default;
+  template <class U>
+  MapAllocator(const MapAllocator<U>&) noexcept {}  // NOLINT: rebinding is implicit
+  T* allocate(std::size_t n) {
+    if (n > static_cast<std::size_t>(-1) / sizeof(T)) throw std::bad_alloc();
+    void* data = AllocateMapMemory(n * sizeof(T));
+    if (data == nullptr) throw std::bad_alloc();
+    return static_cast<T*>(data);
+  }
+  void deallocate(T* data, std::size_t) noexcept { FreeMapMemory(data); }
+  template <class U>
+  bool operator==(const MapAllocator<U>&) const noexcept { return true; }
+  template <class U>
+  bool operator!=(const MapAllocator<U>&) const noexcept { return false; }
+};
+}  // namespace detail
 
 template <class T>
 struct PhoXiSize_ {
@@ -62,7 +91,8 @@ struct ColorRGB {
 using ColorRGB_16 = ColorRGB<std::uint16_t>;
 
 // Row-major grid: Size.Width columns, Size.Height rows; element (y, x) at
-// y * Width + x. Elements are value-initialised by Resize.
+// y * Width + x. Elements are value-initialised by Resize; maps of 2 MiB and
+// more live in huge pages.
 template <class E>
 class Mat2D {
 public:
@@ -96,7 +126,7 @@ public:
   bool operator==(const Mat2D& o) const { return Size == o.Size && data_ == o.data_; }
 
 private:
-  std::vector<E> data_;
+  std::vector<E, detail::MapAllocator<E>> data_;
 };
 
 using PointCloud32f = Mat2D<Point3_32f>;

@@ -167,6 +167,15 @@ bool ThrowOnConnect(const std::string& hwId, bool enable) {
   return WithDevice(hwId, [enable](DeviceEntry& e) { e.throwOnConnect = enable; });
 }
 
+void ThrowOnNextConnects(int count) {
+  std::lock_guard<std::mutex> lock(Sim().mutex);
+  Sim().throwConnects = std::max(0, count);
+}
+
+bool ThrowOnDeviceCalls(const std::string& hwId, bool enable) {
+  return WithDevice(hwId, [enable](DeviceEntry& e) { e.throwOnCalls = enable; });
+}
+
 bool RefuseCanConnect(const std::string& hwId, bool enable) {
   return WithDevice(hwId, [enable](DeviceEntry& e) { e.refuseCanConnect = enable; });
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <optional>
+#include <stdexcept>
 
 namespace pho {
 namespace api {
@@ -49,14 +50,22 @@ DeviceEntry* DeviceConnection::LiveEntry() {
   return entry;
 }
 
+DeviceEntry* DeviceConnection::CallEntry() {
+  DeviceEntry* entry = LiveEntry();
+  if (entry != nullptr && entry->throwOnCalls) {
+    throw std::runtime_error("PhoXi API: communication with device '" + hwId + "' failed");
+  }
+  return entry;
+}
+
 bool DeviceConnection::IsConnected() {
   std::lock_guard<std::mutex> lock(Simulation::Instance().mutex);
-  return LiveEntry() != nullptr;
+  return CallEntry() != nullptr;
 }
 
 bool DeviceConnection::IsAcquiring() {
   std::lock_guard<std::mutex> lock(Simulation::Instance().mutex);
-  const DeviceEntry* entry = LiveEntry();
+  const DeviceEntry* entry = CallEntry();
   return entry != nullptr && entry->acquiring;
 }
 
@@ -64,7 +73,7 @@ bool DeviceConnection::StartAcquisition() {
   Simulation& sim = Simulation::Instance();
   std::lock_guard<std::mutex> lock(sim.mutex);
   ++sim.counters[hwId].StartAcquisitionCalls;
-  DeviceEntry* entry = LiveEntry();
+  DeviceEntry* entry = CallEntry();
   if (entry == nullptr) return false;
   if (!entry->acquiring) {
     entry->acquiring = true;
@@ -82,7 +91,7 @@ bool DeviceConnection::StopAcquisition() {
   Simulation& sim = Simulation::Instance();
   std::lock_guard<std::mutex> lock(sim.mutex);
   ++sim.counters[hwId].StopAcquisitionCalls;
-  DeviceEntry* entry = LiveEntry();
+  DeviceEntry* entry = CallEntry();
   if (entry == nullptr) return false;
   entry->acquiring = false;
   entry->streaming = false;
@@ -94,7 +103,7 @@ int DeviceConnection::ClearBuffer() {
   Simulation& sim = Simulation::Instance();
   std::lock_guard<std::mutex> lock(sim.mutex);
   ++sim.counters[hwId].ClearBufferCalls;
-  DeviceEntry* entry = LiveEntry();
+  DeviceEntry* entry = CallEntry();
   if (entry == nullptr) return 0;
   const Clock::time_point now = Clock::now();
   sim.AdvanceStream(*entry, now);
@@ -113,7 +122,7 @@ bool DeviceConnection::Disconnect(bool logOut, bool stopAcquisition) {
   ++counters.DisconnectCalls;
   counters.LastDisconnectLogOut = logOut;
   counters.LastDisconnectStopAcquisition = stopAcquisition;
-  DeviceEntry* entry = LiveEntry();
+  DeviceEntry* entry = CallEntry();
   if (entry != nullptr) {
     if (stopAcquisition) {
       entry->acquiring = false;
@@ -143,7 +152,7 @@ bool DeviceConnection::SetTriggerMode(const PhoXiTriggerMode& mode, std::string&
   pho::sim::DeviceCounters& counters = sim.counters[hwId];
   ++counters.TriggerModeSetCalls;
   counters.LastTriggerModeSet = mode;
-  DeviceEntry* entry = LiveEntry();
+  DeviceEntry* entry = CallEntry();
   if (entry == nullptr) {
     error = "Device is not connected";
     return false;
@@ -169,7 +178,7 @@ int DeviceConnection::TriggerFrame() {
   Simulation& sim = Simulation::Instance();
   std::lock_guard<std::mutex> lock(sim.mutex);
   ++sim.counters[hwId].TriggerFrameCalls;
-  DeviceEntry* entry = LiveEntry();
+  DeviceEntry* entry = CallEntry();
   if (entry == nullptr) return -6;
   if (entry->failTriggers > 0) {
     --entry->failTriggers;
@@ -184,6 +193,7 @@ int DeviceConnection::TriggerFrame() {
   record.arrival = now + entry->delay;
   record.slot = std::make_shared<pho::sim::FrameSlot>(sim.NextJob(*entry, record.id, now));
   const int id = record.id;
+  ++sim.counters[hwId].TriggersAccepted;
   sim.Enqueue(*entry, std::move(record));
   return id;
 }
@@ -199,7 +209,7 @@ PFrame DeviceConnection::Fetch(bool specific, int frameId, PhoXiTimeout timeout)
     pho::sim::DeviceCounters& counters = sim.counters[hwId];
     ++(specific ? counters.GetSpecificFrameCalls : counters.GetFrameCalls);
   }
-  DeviceEntry* entry = LiveEntry();
+  DeviceEntry* entry = CallEntry();
   if (entry == nullptr) return nullptr;
 
   // How long to wait for a frame that has not arrived yet: not at all
@@ -221,7 +231,7 @@ PFrame DeviceConnection::Fetch(bool specific, int frameId, PhoXiTimeout timeout)
 
   FrameRecord record;
   for (;;) {
-    entry = LiveEntry();
+    entry = CallEntry();
     if (entry == nullptr) return nullptr;
     const Clock::time_point now = Clock::now();
     sim.AdvanceStream(*entry, now);

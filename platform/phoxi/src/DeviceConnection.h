@@ -30,13 +30,16 @@ struct DeviceConnection {
 
   // The device entry when this handle is connected; requires the lock.
   pho::sim::DeviceEntry* LiveEntry();
+  // LiveEntry() for a call of the API: throws std::runtime_error when the
+  // device is set to fail its calls. Requires the lock.
+  pho::sim::DeviceEntry* CallEntry();
   // Runs `f(entry, error)` under the lock when connected; otherwise fails
   // with "Device is not connected".
   template <class F>
   bool Access(std::string& error, F&& f) {
     auto& sim = pho::sim::Simulation::Instance();
     std::lock_guard<std::mutex> lock(sim.mutex);
-    pho::sim::DeviceEntry* entry = LiveEntry();
+    pho::sim::DeviceEntry* entry = CallEntry();
     if (entry == nullptr) {
       error = "Device is not connected";
       return false;

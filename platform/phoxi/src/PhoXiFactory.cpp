@@ -75,7 +75,10 @@ PPhoXi PhoXiFactory::CreateAndConnect(const std::string& HWIdentification, PhoXi
     std::lock_guard<std::mutex> lock(simulation.mutex);
     DeviceEntry* entry = simulation.Find(HWIdentification);
     if (!simulation.running || entry == nullptr || !entry->def.Ready) return PPhoXi();
-    if (entry->throwOnConnect) throw std::runtime_error("PhoXi Control: connection to '" + HWIdentification + "' failed");
+    if (entry->throwOnConnect || simulation.throwConnects > 0) {
+      if (!entry->throwOnConnect) --simulation.throwConnects;
+      throw std::runtime_error("PhoXi Control: connection to '" + HWIdentification + "' failed");
+    }
     if (entry->refuseCanConnect) return PPhoXi();  // occupied: the same answer CanConnect gives
     connection = Open(simulation, *entry);
   }

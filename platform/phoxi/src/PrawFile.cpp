@@ -115,10 +115,14 @@ public:
     const std::uint32_t elementSize = Value<std::uint32_t>();
     const std::uint64_t byteCount = Value<std::uint64_t>();
     if (!ok_ || elementSize != expectedElementSize || w < 0 || h < 0) return ok_ = false;
-    const std::uint64_t expected = static_cast<std::uint64_t>(w) * static_cast<std::uint64_t>(h) * elementSize;
-    // Check against the bytes left before allocating, so a damaged header
-    // cannot ask for an absurd allocation.
-    if (byteCount != expected || byteCount > remaining_) return ok_ = false;
+    // w * h fits in 62 bits, but times the element size it could wrap around
+    // to a small byte count; compare element counts instead. Checked against
+    // the bytes left before allocating, so a damaged header cannot ask for an
+    // absurd allocation.
+    const std::uint64_t elements = static_cast<std::uint64_t>(w) * static_cast<std::uint64_t>(h);
+    if (byteCount > remaining_ || byteCount % elementSize != 0 || byteCount / elementSize != elements) {
+      return ok_ = false;
+    }
     if (byteCount == 0) {
       map.Clear();
       return true;
@@ -134,6 +138,15 @@ private:
   std::uint64_t remaining_;
   bool ok_ = true;
 };
+
+// The maps of one frame cover the same pixels; only the colour camera image
+// comes from a sensor of its own and may differ.
+bool MapsShareResolution(const api::Frame& frame) {
+  const api::PhoXiSize size = frame.GetResolution();
+  const auto fits = [&size](const auto& map) { return map.Empty() || map.Size == size; };
+  return fits(frame.PointCloud) && fits(frame.NormalMap) && fits(frame.DepthMap) && fits(frame.ConfidenceMap) &&
+         fits(frame.Texture) && fits(frame.TextureRGB) && fits(frame.EventMap);
+}
 
 }  // namespace
 
@@ -304,7 +317,8 @@ bool ReadPraw(const std::string& path, PrawRecording& rec, std::string& error) {
                       r.MapData(frame->ColorCameraImage, 6);
   char end[8] = {};
   r.Bytes(end, sizeof end);
-  if (!mapsOk || !r.Ok() || std::memcmp(end, kEndMagic, sizeof end) != 0 || r.Remaining() != 0) {
+  if (!mapsOk || !r.Ok() || std::memcmp(end, kEndMagic, sizeof end) != 0 || r.Remaining() != 0 ||
+      !MapsShareResolution(*frame)) {
     error = "'" + path + "' is damaged";
     return false;
   }

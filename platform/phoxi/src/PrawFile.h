@@ -44,7 +44,10 @@
 //
 // Maps are stored as raw bytes, so a recording reproduces every map bit for
 // bit (NaN payloads included). Readers reject another magic or version,
-// inconsistent sizes, a truncated file and trailing garbage.
+// inconsistent sizes (byte counts that are not width * height * elementSize,
+// maps other than ColorCameraImage of different sizes), a truncated file, any
+// count or size that the bytes left cannot hold, and trailing garbage. A read
+// allocates no more than the file's size plus small fixed parts.
 #include "SimState.h"
 
 #include <string>

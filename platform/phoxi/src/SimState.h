@@ -100,6 +100,7 @@ struct DeviceEntry {
   int failCode = -1;
   int dropAfterFrames = -1;  // < 0: no drop pending
   bool throwOnConnect = false;
+  bool throwOnCalls = false;  // calls on connected handles throw
   bool refuseCanConnect = false;
   int unsuccessfulFrames = 0;  // < 0: all
   Clock::duration delay{0};
@@ -118,6 +119,7 @@ public:
   std::map<std::string, DeviceCounters> counters;
   FileCameraCounters fileCounters;
   int failAttach = 0;
+  int throwConnects = 0;  // the next CreateAndConnect calls throw, any device
   std::uint64_t nextUid = 1;
   const Clock::time_point start = Clock::now();  // origin of frame timestamps
 

@@ -124,6 +124,7 @@ void Simulation::ResetLocked() {
   counters.clear();
   fileCounters = FileCameraCounters();
   failAttach = 0;
+  throwConnects = 0;
   running = true;
   version = kDefaultControlVersion;
   changed.notify_all();
