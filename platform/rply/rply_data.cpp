@@ -6,6 +6,7 @@
 // input window, a whole window of records at a time; everything else (ASCII,
 // lists) goes value by value. Either way the callback runs once per value, as
 // the interface requires.
+#include "rply_ascii.h"
 #include "rply_internal.h"
 
 #include <climits>

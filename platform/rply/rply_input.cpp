@@ -2,11 +2,31 @@
 // moving the unread tail to the front. Tokens and lines are views into it.
 #include "rply_internal.h"
 
+#include <sys/stat.h>
+
+#include <cstdint>
 #include <cstring>
 
 namespace rply_detail {
 
-Input::Input(std::FILE* file) : file_(file), buffer_(new char[kBlockSize]) {}
+namespace {
+
+// A window one byte larger than a small regular file holds all of it, so
+// nothing it contains can overflow the window; a block for anything else
+// (large files, pipes, files whose size is unknown). Small files are the
+// common case of programs that open many of them.
+std::size_t WindowSize(std::FILE* file) {
+  struct stat status {};
+  if (::fstat(::fileno(file), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size < 0) {
+    return kBlockSize;
+  }
+  const auto size = static_cast<std::uint64_t>(status.st_size);
+  return size < kBlockSize ? static_cast<std::size_t>(size) + 1 : kBlockSize;
+}
+
+}  // namespace
+
+Input::Input(std::FILE* file) : file_(file), capacity_(WindowSize(file)), buffer_(new char[capacity_]) {}
 
 Input::~Input() = default;
 
@@ -20,10 +40,10 @@ bool Input::Refill() {
     pos_ = 0;
     end_ = remaining;
   }
-  if (end_ == kBlockSize) {
+  if (end_ == capacity_) {
     return false;  // window full: the caller's request is larger than a block
   }
-  const std::size_t got = std::fread(buffer_.get() + end_, 1, kBlockSize - end_, file_);
+  const std::size_t got = std::fread(buffer_.get() + end_, 1, capacity_ - end_, file_);
   if (got == 0) {
     eof_ = true;
     return false;

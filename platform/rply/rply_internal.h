@@ -82,6 +82,7 @@ public:
 
 private:
   std::FILE* file_;
+  std::size_t capacity_;  // kBlockSize, or less for a file known to be smaller
   std::unique_ptr<char[]> buffer_;
   std::size_t pos_ = 0;
   std::size_t end_ = 0;
@@ -114,11 +115,5 @@ void Error(p_ply ply, const char* format, ...) __attribute__((format(printf, 2, 
 std::size_t TypeSize(e_ply_type type);
 // Canonical scalar type (PLY_CHAR -> PLY_INT8, ...).
 e_ply_type Canonical(e_ply_type type);
-
-// Parses one ASCII value of a canonical scalar type into `value`. Integers
-// must be whole decimal numbers within the type's range; floats any decimal,
-// exponent, "nan" or "inf" form within the type's range, rounded once to the
-// type (ties to even). A leading "+" is allowed. False on anything else.
-bool ParseAscii(std::string_view token, e_ply_type canonical, double& value);
 
 }  // namespace rply_detail

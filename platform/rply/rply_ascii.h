@@ -9,6 +9,7 @@
 // floats: a midpoint is itself a double, so it cannot lie strictly between the
 // exact value and its nearest double. Such midpoints, and every other form
 // (exponents, "nan", "inf", long mantissas), go through std::from_chars.
+#pragma once
 #include "rply_internal.h"
 
 #include <charconv>
@@ -16,10 +17,11 @@
 #include <cstdint>
 #include <cstring>
 
-namespace {
+namespace rply_detail {
+namespace ascii {
 
 constexpr int kMaxFastDigits = 15;
-constexpr double kPow10[kMaxFastDigits + 1] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+inline constexpr double kPow10[kMaxFastDigits + 1] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                                1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
 
 struct Decimal {
@@ -31,7 +33,7 @@ struct Decimal {
 inline bool IsDigit(char c) { return static_cast<unsigned char>(c - '0') < 10; }
 
 // "[-]d+" or "[-]d+.d+" with at most kMaxFastDigits digits in all.
-bool ScanDecimal(const char* first, const char* last, Decimal& out) {
+inline bool ScanDecimal(const char* first, const char* last, Decimal& out) {
   if (first != last && *first == '-') {
     out.negative = true;
     ++first;
@@ -71,14 +73,21 @@ bool ScanDecimal(const char* first, const char* last, Decimal& out) {
 
 // True when `d` lies exactly halfway between two adjacent floats. Only called
 // with |d| within float's normal range (at most 15 digits guarantee it).
-bool IsFloatMidpoint(double d) {
+inline bool IsFloatMidpoint(double d) {
   std::uint64_t bits = 0;
   std::memcpy(&bits, &d, sizeof bits);
   // 52 fraction bits, 23 kept by float: the 29 dropped bits are 1000...0.
   return (bits & ((std::uint64_t{1} << 29) - 1)) == (std::uint64_t{1} << 28);
 }
 
-bool ParseFloat32(const char* first, const char* last, double& value) {
+// The general path: the whole text must be one number of type T.
+template <class T>
+inline bool FromCharsWhole(const char* first, const char* last, T& value) {
+  const auto [end, error] = std::from_chars(first, last, value);
+  return error == std::errc() && end == last;
+}
+
+inline bool ParseFloat32(const char* first, const char* last, double& value) {
   Decimal decimal;
   if (ScanDecimal(first, last, decimal)) {
     double d = static_cast<double>(decimal.digits) / kPow10[decimal.scale];
@@ -91,34 +100,26 @@ bool ParseFloat32(const char* first, const char* last, double& value) {
   // Parsed as float, so the value is the one a binary file would hold, and
   // the shortest text of FLT_MAX (3.4028235e+38) stays in range.
   float v = 0.0f;
-  const auto [end, error] = std::from_chars(first, last, v);
-  if (error != std::errc() || end != last) {
+  if (!FromCharsWhole(first, last, v)) {
     return false;
   }
   value = v;
   return true;
 }
 
-bool ParseFloat64(const char* first, const char* last, double& value) {
+inline bool ParseFloat64(const char* first, const char* last, double& value) {
   Decimal decimal;
   if (ScanDecimal(first, last, decimal)) {
     const double d = static_cast<double>(decimal.digits) / kPow10[decimal.scale];
     value = decimal.negative ? -d : d;
     return true;
   }
-  double v = 0.0;
-  const auto [end, error] = std::from_chars(first, last, v);
-  if (error != std::errc() || end != last) {
-    return false;
-  }
-  value = v;
-  return true;
+  return FromCharsWhole(first, last, value);
 }
 
-bool ParseInteger(const char* first, const char* last, e_ply_type canonical, double& value) {
+inline bool ParseInteger(const char* first, const char* last, e_ply_type canonical, double& value) {
   long long v = 0;
-  const auto [end, error] = std::from_chars(first, last, v);
-  if (error != std::errc() || end != last) {
+  if (!FromCharsWhole(first, last, v)) {
     return false;
   }
   long long low = 0;
@@ -139,11 +140,14 @@ bool ParseInteger(const char* first, const char* last, e_ply_type canonical, dou
   return true;
 }
 
-}  // namespace
+}  // namespace ascii
 
-namespace rply_detail {
-
-bool ParseAscii(std::string_view token, e_ply_type canonical, double& value) {
+// Parses one ASCII value of a canonical scalar type into `value`. Integers
+// must be whole decimal numbers within the type's range; floats any decimal,
+// exponent, "nan" or "inf" form within the type's range, rounded once to the
+// type (ties to even). A leading "+" is allowed. False on anything else.
+// Inline: it runs once per value of an ASCII file.
+inline bool ParseAscii(std::string_view token, e_ply_type canonical, double& value) {
   const char* first = token.data();
   const char* last = first + token.size();
   if (first != last && *first == '+') {
@@ -153,9 +157,9 @@ bool ParseAscii(std::string_view token, e_ply_type canonical, double& value) {
     }
   }
   switch (canonical) {
-    case PLY_FLOAT32: return ParseFloat32(first, last, value);
-    case PLY_FLOAT64: return ParseFloat64(first, last, value);
-    default: return ParseInteger(first, last, canonical, value);
+    case PLY_FLOAT32: return ascii::ParseFloat32(first, last, value);
+    case PLY_FLOAT64: return ascii::ParseFloat64(first, last, value);
+    default: return ascii::ParseInteger(first, last, canonical, value);
   }
 }
 
