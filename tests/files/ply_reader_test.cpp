@@ -349,6 +349,19 @@ TEST(PlyReaderFailures, UnreadableFilesGiveTheDefaultCloudWithAnRplyMessage) {
   }
 }
 
+TEST(PlyReaderFailures, AGridLargerThanTheFileIsNotAllocated) {
+  // The second "vertex" element sizes the grid, but without properties it
+  // holds no data: a billion cells from a file of a hundred bytes.
+  ScratchDir dir;
+  const std::string path = dir.Write("second_vertex.ply",
+                                     "ply\nformat ascii 1.0\nelement vertex 2\nproperty float x\n"
+                                     "element vertex 1000000000\nend_header\n1\n2\n");
+  ::testing::internal::CaptureStderr();
+  const PointCloud cloud(path);
+  ::testing::internal::GetCapturedStderr();
+  ExpectDefaultCloud(cloud);
+}
+
 TEST(PlyReaderFailures, AFileWithoutXGivesTheDefaultCloudSilently) {
   PlyContent content;
   content.headerLines = {IdentificationLine(2, 1)};

@@ -15,10 +15,11 @@
 //   later instances are read through.
 // - Values are converted to integers (colours, face indices) by truncation
 //   toward zero, saturating at the integer range; NaN becomes 0.
-// - A header that declares more data than the file can hold (checked against
-//   the file size before anything is allocated) gets no grids: RPly reads
-//   through and reports the short file, and the cloud stays default. This
-//   keeps a corrupt count from allocating gigabytes.
+// - A header that declares more data than the file can hold, or a grid with
+//   more cells than the file has bytes (checked against the file size before
+//   anything is allocated), gets no grids: RPly reads through and reports a
+//   short file, and the cloud stays default. This keeps a corrupt count from
+//   allocating gigabytes.
 #include <tavrin/pho_ply_io/PointCloud.h>
 
 #include "convert/HugePageAllocator.h"
@@ -364,10 +365,17 @@ void Read(const std::string& path, PointCloud& cloud) {
   const std::uint64_t minimumBytes = AnalyseElements(ply.get(), state, vertexCount);
   if (!state.points) return;
 
-  if (minimumBytes > FileSize(path) || state.height < 0 ||
+  // Every grid cell needs at least one byte of data. The grid is sized by the
+  // last "vertex" element, which a hostile header may declare a second time
+  // without properties, so its count alone is not backed by any data.
+  const std::uint64_t fileSize = FileSize(path);
+  const std::uint64_t cells = state.height < 0 ? UINT64_MAX
+                                                : static_cast<std::uint64_t>(state.width) *
+                                                      static_cast<std::uint64_t>(state.height);
+  if (minimumBytes > fileSize || cells > fileSize ||
       static_cast<std::uint64_t>(state.faceCount) > static_cast<std::uint64_t>(INT_MAX)) {
     // The data cannot be there (or cannot be held): read through without
-    // targets so that RPly reports the problem, and keep the default cloud.
+    // targets so that RPly reports a short file, and keep the default cloud.
     ply_read(ply.get());
     return;
   }
