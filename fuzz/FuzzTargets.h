@@ -4,18 +4,18 @@
 // whether the parser accepted the input; each Fuzz* function is the libFuzzer
 // form of it (always 0). The libFuzzer programs in this folder call the
 // Fuzz* functions; tests/files/fuzz_regression_test.cpp replays the seed
-// corpora under tests/data/fuzz/<target>/ and deterministic mutations of
+// corpora under tests/data/fuzz/<format>/ and deterministic mutations of
 // them through the same functions, so every compiler's sanitizer build
 // exercises them too.
 //
-// target          parser
-// ply_reader      pho_ply_io::PointCloud(path)
-// rply            the RPly C interface
-// obj_info        pho_ply_io::ParseObjInfo
-// zelk_importer   zelk::Importer::LoadMemory
-// praw_reader     pho::sim::ReadPraw
-// import_praw     tavrin::ImportPraw
-// space_binary    utils::BasisDefinition / SpaceDefinition::ReadBinary
+// target          parser                                       corpus
+// ply_reader      pho_ply_io::PointCloud(path)                 ply
+// rply            the RPly C interface                         ply
+// obj_info        pho_ply_io::ParseObjInfo                     obj_info
+// zelk_importer   zelk::Importer::LoadMemory                   zelk
+// praw_reader     pho::sim::ReadPraw                           praw
+// import_praw     tavrin::ImportPraw                           praw
+// space_binary    utils::BasisDefinition / SpaceDefinition::ReadBinary  space_binary
 #include "ImportPrawTarget.h"
 #include "ObjInfoTarget.h"
 #include "PlyReaderTarget.h"

@@ -3,7 +3,7 @@
 // (the lowest level under tavrin::ImportPraw).
 #include "FuzzInput.h"
 
-#include "../platform/phoxi/src/PrawFile.h"
+#include <PrawFile.h>
 
 #include <string>
 

@@ -1,5 +1,6 @@
 #include "Capture.h"
 
+#include "AtomicFile.h"
 #include "Logging.h"
 #include "Summary.h"
 #include "ToolError.h"
@@ -110,7 +111,9 @@ void PrintScanLine(int index, int count, const std::string& path, const zelk::Sc
 
 CaptureResult RunCapture(const CaptureRequest& request) {
   if (request.count < 1) throw ToolError("--count must be at least 1");
-  if (OutputFormatOf(request.output, true) == ScanFormat::Praw) return RunRawCapture(request);
+  // Raw recordings are the device's own output; everything else is written
+  // from the scan.
+  const bool raw = OutputFormatOf(request.output, true) == ScanFormat::Praw;
 
   tavrin::PhoXiDevice device;
   Connect(device, request);
@@ -126,7 +129,12 @@ CaptureResult RunCapture(const CaptureRequest& request) {
     if (!captured) FailWithLibraryReason("capture " + std::to_string(i) + " failed");
     const double milliseconds = MillisecondsSince(start);
     const std::string path = NumberedPath(request.output, i, request.count);
-    SaveScan(path, scan, request.texture);
+    if (raw) {
+      WriteAtomically(path, "PhoXi raw recording",
+                      [&](const std::string& temporary) { return device.SaveLastOutput(temporary); });
+    } else {
+      SaveScan(path, scan, request.texture);
+    }
     PrintScanLine(i, request.count, path, scan, milliseconds);
     result.paths.push_back(path);
     result.lastScan = std::move(scan);

@@ -29,14 +29,11 @@ struct CaptureResult {
   zelk::Scan lastScan;
 };
 
-// Connects, captures `count` scans, writes each one and prints a summary line
-// per scan ("[i/N] " in front when N > 1). ToolError on any failure; files
-// written before the failure stay.
+// Connects, captures `count` scans, writes each one (".praw": the device's
+// own recording of the frame) and prints a summary line per scan ("[i/N] " in
+// front when N > 1). ToolError on any failure; files written before the
+// failure stay.
 CaptureResult RunCapture(const CaptureRequest& request);
-
-// Same for ".praw" outputs, which are the device's own recordings: this path
-// drives the PhoXi API directly, since only a device handle can save them.
-CaptureResult RunRawCapture(const CaptureRequest& request);
 
 // `path` itself for a single scan; otherwise "<stem>_<index><ext>" with the
 // index zero-padded to at least three digits ("scan_001.ply").

@@ -4,8 +4,6 @@
 
 #include <tavrin/PhoXiDevice.h>
 
-#include <PhoXi.h>
-
 #include <algorithm>
 #include <iomanip>
 #include <iostream>
@@ -24,9 +22,9 @@ const char* StatusName(tavrin::PhoXiDevice::ConnectionStatus status) {
   return "unknown";
 }
 
-const char* TypeName(const pho::api::PhoXiDeviceInformation& info) {
-  if (info.IsFileCamera) return "file camera";
-  switch (info.Type.GetValue()) {
+const char* TypeName(const tavrin::PhoXiDevice::DeviceDescription& info) {
+  if (info.isFileCamera) return "file camera";
+  switch (info.type.GetValue()) {
     case pho::api::PhoXiDeviceType::PhoXiScanner: return "PhoXi Scanner";
     case pho::api::PhoXiDeviceType::MotionCam3D: return "MotionCam-3D";
     default: return "unknown";
@@ -40,13 +38,12 @@ void RunDevices() {
     return;
   }
   std::cout << "PhoXi Control: running, version " << tavrin::PhoXiDevice::GetPhoXiControlVersion() << '\n';
-  pho::api::PhoXiFactory factory;
-  const std::vector<pho::api::PhoXiDeviceInformation> devices = factory.GetDeviceList();
+  const std::vector<tavrin::PhoXiDevice::DeviceDescription> devices = tavrin::PhoXiDevice::GetDeviceDescriptions();
   std::cout << "devices: " << devices.size() << '\n';
   std::size_t idWidth = 2;
   std::size_t typeWidth = 4;
   for (const auto& info : devices) {
-    idWidth = std::max(idWidth, info.HWIdentification.size());
+    idWidth = std::max(idWidth, info.id.size());
     typeWidth = std::max(typeWidth, std::string(TypeName(info)).size());
   }
   if (devices.empty()) return;
@@ -54,10 +51,9 @@ void RunDevices() {
             << std::setw(static_cast<int>(typeWidth)) << "TYPE" << "  " << std::setw(10) << "STATUS"
             << "  NAME\n";
   for (const auto& info : devices) {
-    const auto status = tavrin::PhoXiDevice::GetDeviceConnectionStatus(info.HWIdentification);
-    std::cout << "  " << std::setw(static_cast<int>(idWidth)) << info.HWIdentification << "  "
+    std::cout << "  " << std::setw(static_cast<int>(idWidth)) << info.id << "  "
               << std::setw(static_cast<int>(typeWidth)) << TypeName(info) << "  " << std::setw(10)
-              << StatusName(status) << "  " << info.Name << '\n';
+              << StatusName(info.status) << "  " << info.name << '\n';
   }
 }
 

@@ -6,8 +6,6 @@
 
 #include <tavrin/Files.h>
 
-#include <zelk/Exporter.h>
-
 #include <filesystem>
 #include <system_error>
 
@@ -62,18 +60,11 @@ void LoadScan(const std::string& path, zelk::Scan& scan) {
 }
 
 void SaveScan(const std::string& path, const zelk::Scan& scan, TextureChoice texture) {
-  const ScanFormat format = OutputFormatOf(path, false);
-  if (format == ScanFormat::Ply) {
-    const tavrin::ColorOutput colorOutput = ResolveTexture(texture, scan);
-    WriteAtomically(path, "Photoneo PLY", [&](const std::string& temporary) {
-      return tavrin::ExportPhoPly(temporary, scan, colorOutput);
-    });
-    return;
-  }
-  WriteAtomically(path, ".zelk file", [&](const std::string& temporary) {
-    zelk::Exporter exporter;
-    exporter.AddScan(scan);
-    return exporter.SaveFile(temporary);
+  OutputFormatOf(path, false);  // refuse what the library cannot write with the tool's own words
+  tavrin::ExportOptions options;
+  options.colorOutput = ResolveTexture(texture, scan);
+  WriteAtomically(path, "scan file", [&](const std::string& temporary) {
+    return tavrin::ExportScan(temporary, scan, options);
   });
 }
 

@@ -1,7 +1,14 @@
 #pragma once
 // Conversions between PhoXi frames, Photoneo PLY point clouds and scans.
-// None keeps state or takes a lock; any thread may call them. Failures are
-// reported by the result and one ulog line.
+//
+// None keeps state, takes a lock or touches a device (except the
+// device-handle overload of PhoFrameToScan, which reads its calibration); any
+// thread may call them concurrently. Each blocks only for its own work: one
+// pass over the grid, tens of milliseconds for a multi-megapixel frame.
+// Scans are the caller's and are filled in place; frames and clouds come back
+// as new objects owned by the caller. Failures: an empty result or false and
+// one ulog line; only allocation failures and unit lookups of unknown units
+// ("invalid map<K, T> key") throw.
 #include <tavrin/ColorOutput.h>
 #include <tavrin/Export.h>
 #include <tavrin/pho_ply_io/PointCloud.h>
@@ -17,30 +24,38 @@
 namespace tavrin {
 
 // Keeps a point (position as read from the frame) when it returns true; an
-// empty function keeps all.
+// empty function keeps all. Called on the converting thread, once per
+// measured pixel, in row order.
 using AcceptanceFunction = std::function<bool(const glm::vec3&)>;
 
-// Fills `scan` (normally new) from a usable frame with the full-resolution
-// calibration `params`: resolution, scaled intrinsics, pose, timestamp, and
-// every measured pixel the acceptance function keeps, with normals, colours
-// and intensities where the frame has those maps. Precondition: the frame is
-// usable (non-null, successful, not empty, with a point cloud). Cost: one pass
-// over the frame; the acceptance function is called once per measured pixel.
+// Adds to `scan` (normally new) the frame's resolution, intrinsics scaled from
+// the full-resolution `params`, pose, timestamp, and every measured pixel
+// `accept` keeps, with normals, colours and intensities where the frame has
+// those maps; points keep the frame's units (mm). Precondition: a usable frame
+// (non-null, successful, not empty, with a point cloud), not checked here.
+// False for a resolution outside the sensor table (only the resolution is set
+// then) or when the scan refuses the points (everything but the points set).
 TAVRIN_API bool PhoFrameToScan(const std::shared_ptr<pho::api::Frame>& frame, const zelk::ScanCameraParams& params,
                                zelk::Scan& scan, const AcceptanceFunction& accept);
-// Checks the frame, reads the device's calibration and converts as above.
+// As above after checking that the frame is usable and reading the
+// calibration of the connected `device` (one device query); false with the
+// scan untouched when either is not fit.
 TAVRIN_API bool PhoFrameToScan(const std::shared_ptr<pho::api::Frame>& frame, const pho::api::PPhoXi& device,
                                zelk::Scan& scan, const AcceptanceFunction& accept);
 
-// Scan (with a point space) to a PLY point cloud in the PhoXi convention of
-// its kind of space. Empty on failure.
+// Scan (with a point space) to a new PLY point cloud in the PhoXi convention
+// of its kind of space (mm), with the texture `colorOutput` names. Empty
+// without a space; a custom space is copied uncorrected (with a warning).
 TAVRIN_API std::shared_ptr<pho_ply_io::PointCloud> ZelkScanToPhoPointCloud(const zelk::Scan& scan,
                                                                            ColorOutput colorOutput);
-// Organised point cloud to a new frame (success flag false). Empty on failure.
+// Organised point cloud to a new frame that copies its grids by index (success
+// flag false, 8-bit texture as 16-bit values). Empty for an unorganised cloud.
 TAVRIN_API std::shared_ptr<pho::api::Frame> PhoPointCloudToPhoFrame(const pho_ply_io::PointCloud& cloud);
-// Organised point cloud with calibration to `scan`. False, scan untouched, on failure.
+// Organised point cloud with calibration, at a sensor resolution, into `scan`
+// (texture channel 0 becomes the intensity). False, scan untouched, otherwise.
 TAVRIN_API bool PhoPointcloudToZelkScan(zelk::Scan& scan, const pho_ply_io::PointCloud& cloud);
-// Scan to frame through a temporary point cloud. Empty on failure.
+// Scan to a new frame through a temporary point cloud (both steps above).
+// Empty when either step fails.
 TAVRIN_API std::shared_ptr<pho::api::Frame> ScanToPhoFrame(const zelk::Scan& scan, ColorOutput colorOutput);
 
 }  // namespace tavrin

@@ -1,7 +1,13 @@
 #pragma once
-// Scan files: Photoneo PLY, PhoXi raw recordings (played through PhoXi
-// Control as a file camera) and the scan library's own formats. The functions
-// keep no state and may run concurrently on different paths.
+// Scan files: Photoneo PLY, PhoXi raw recordings (".praw", played through
+// PhoXi Control as a file camera) and the scan library's own formats.
+//
+// Every function blocks its calling thread for the file work (a large PLY
+// takes tens of milliseconds, a recording up to a capture's time), keeps no
+// state and may run concurrently with the others on different paths. The
+// caller owns every scan; a function fills it in place. Failure: false and
+// one ulog line that says why (none where noted); exceptions only from
+// allocation and from the PLY reader ("Non triangular meshes not supported").
 #include <tavrin/ColorOutput.h>
 #include <tavrin/Export.h>
 
@@ -29,18 +35,37 @@ enum class FileType : std::uint8_t {
   Exr = 12,
 };
 
+// How ExportScan writes a scan.
+struct ExportOptions {
+  // Texture of a Photoneo PLY (".ply"): none, the scan's intensities or its colours.
+  ColorOutput colorOutput = ColorOutput::None;
+};
+
 // The type named by the text after the last "." of the path (the whole path
-// when it has none), compared case-insensitively.
+// when it has none), case-insensitive; none for an unknown one. Pure, no I/O.
 TAVRIN_API std::optional<FileType> GetFileType(const std::string& path);
-// A ".ply" path whose third line begins with "obj_info Photoneo PLY PointCloud".
+// True for a ".ply" path whose third line begins with "obj_info Photoneo PLY
+// PointCloud"; reads at most three short lines; false (no log) when unreadable.
 TAVRIN_API bool IsPhotoneoPly(const std::string& path);
-// Any supported file: Photoneo PLY, ".praw", or whatever the scan library reads.
+// Reads any supported file into `scan`: Photoneo PLY, ".praw" (as ImportPraw),
+// anything else through the scan library's importer. On failure `scan` may be
+// partly filled; the importer's refusals log nothing here.
 TAVRIN_API bool ImportScan(zelk::Scan& scan, const std::string& path);
-// Plays a ".praw" recording through PhoXi Control as a file camera.
+// Plays a ".praw" recording as a file camera of its own (needs PhoXi Control
+// running), captures one scan without the points within ~0.03 of the origin
+// and disconnects; blocks for the connect (150 ms settle) and the capture.
+// Nothing of the connection outlives the call.
 TAVRIN_API bool ImportPraw(zelk::Scan& scan, const std::string& path);
-// Note the order: path first.
+// Reads a Photoneo PLY into `scan` (path first, note the order); on failure
+// `scan` is untouched.
 TAVRIN_API bool ImportPhoPly(const std::string& path, zelk::Scan& scan);
-// Writes the scan as a binary Photoneo PLY with the texture chosen by `colorOutput`.
+// Writes the scan (which needs a point space) as a binary Photoneo PLY in the
+// PhoXi convention of its space, with the texture chosen by `colorOutput`;
+// replaces `path`. A failed write of the file itself logs nothing.
 TAVRIN_API bool ExportPhoPly(const std::string& path, const zelk::Scan& scan, ColorOutput colorOutput);
+// Writes the scan in the format its extension names: ".ply" (as ExportPhoPly,
+// with options.colorOutput) or ".zelk" (the scan library's exporter, exact);
+// replaces `path`. Any other type, or a failed write, logs why.
+TAVRIN_API bool ExportScan(const std::string& path, const zelk::Scan& scan, const ExportOptions& options = {});
 
 }  // namespace tavrin

@@ -179,4 +179,9 @@ std::optional<PhoXiDevice::PointCloudDimensions> PhoXiDevice::GetPointCloudDimen
   return streamer_->GetPointCloudDimensions();
 }
 
+bool PhoXiDevice::SaveLastOutput(const std::string& path) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return streamer_->SaveLastOutput(path);
+}
+
 }  // namespace tavrin

@@ -4,6 +4,15 @@
 
 namespace tavrin {
 
+namespace {
+
+PhoXiDevice::ConnectionStatus StatusOf(const pho::api::PhoXiDeviceInformation& info) {
+  if (!info.Status.Ready) return PhoXiDevice::NotReady;
+  return info.Status.Attached ? PhoXiDevice::Attached : PhoXiDevice::Ready;
+}
+
+}  // namespace
+
 std::vector<std::string> PhoXiDevice::GetAttachedDevices() {
   pho::api::PhoXiFactory factory;
   std::vector<std::string> ids;
@@ -18,9 +27,7 @@ PhoXiDevice::ConnectionStatus PhoXiDevice::GetDeviceConnectionStatus(const std::
   pho::api::PhoXiFactory factory;
   if (!factory.isPhoXiControlRunning()) return ControlNotRunning;
   for (const pho::api::PhoXiDeviceInformation& info : factory.GetDeviceList(false)) {
-    if (info.HWIdentification != id) continue;
-    if (!info.Status.Ready) return NotReady;
-    return info.Status.Attached ? Attached : Ready;
+    if (info.HWIdentification == id) return StatusOf(info);
   }
   return NotFound;
 }
@@ -44,6 +51,16 @@ bool PhoXiDevice::IsPhoXiControlRunning() {
 std::string PhoXiDevice::GetPhoXiControlVersion() {
   pho::api::PhoXiFactory factory;
   return factory.GetPhoXiControlVersion();
+}
+
+std::vector<PhoXiDevice::DeviceDescription> PhoXiDevice::GetDeviceDescriptions() {
+  pho::api::PhoXiFactory factory;
+  std::vector<DeviceDescription> descriptions;
+  if (!factory.isPhoXiControlRunning()) return descriptions;
+  for (const pho::api::PhoXiDeviceInformation& info : factory.GetDeviceList(false)) {
+    descriptions.push_back({info.HWIdentification, info.Name, info.Type, info.IsFileCamera, StatusOf(info)});
+  }
+  return descriptions;
 }
 
 }  // namespace tavrin

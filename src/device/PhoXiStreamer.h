@@ -83,6 +83,8 @@ public:
   bool EnableNormals();
   bool AreNormalsEnabled() const;
   pho::api::PhoXiCalibrationSettings GetCalibrationSettings() const;
+  // The device saves the kept (or pending triggered) frame to `path`.
+  bool SaveLastOutput(const std::string& path);
 
   // Bound of ConnectCameraSync's wait for the initial frame.
   static constexpr int kInitFrameAttempts = 10;

@@ -188,4 +188,29 @@ pho::api::PhoXiCalibrationSettings PhoXiStreamer::GetCalibrationSettings() const
   return device->CalibrationSettings.GetValue();
 }
 
+bool PhoXiStreamer::SaveLastOutput(const std::string& path) {
+  const char* const component = "tavrin::PhoXiDevice::SaveLastOutput";
+  if (!IsConnected()) {
+    ulog::Fail("Can not save the device output. Device is not connected.", component);
+    return false;
+  }
+  if (!FetchFrame(true)) {
+    ulog::Warn("Can not save the device output. Capture the scene first.", component);
+    return false;
+  }
+  if (!IsUsableFrame(lastFrame)) {
+    ulog::Warn("Can not save the device output. PhoXi frame data invalid.", component);
+    return false;
+  }
+  // The kept frame is the last one the device handed out: the triggered
+  // frame was fetched above if it was still pending, and a streamed one was
+  // fetched by GetFrame. Its index as recorded need not be the device's own
+  // (a file camera replays the indices of its recordings), so ask for "last".
+  if (!device->SaveLastOutput(path, -1)) {
+    ulog::Fail("PhoXi device could not save its output to \"" + path + "\".", component);
+    return false;
+  }
+  return true;
+}
+
 }  // namespace tavrin

@@ -12,6 +12,7 @@
 #include <tavrin/Conversions.h>
 #include <tavrin/Files.h>
 
+#include "files/PhoPlyWrite.h"
 #include "files/pho_ply_io/PointCloudWrite.h"
 
 #include <ulog/ulog.h>
@@ -30,12 +31,16 @@ bool ImportPhoPly(const std::string& path, zelk::Scan& scan) {
   return PhoPointcloudToZelkScan(scan, cloud);
 }
 
-bool ExportPhoPly(const std::string& path, const zelk::Scan& scan, ColorOutput colorOutput) {
+PhoPlyWriteResult WritePhoPly(const std::string& path, const zelk::Scan& scan, ColorOutput colorOutput) {
   const std::shared_ptr<pho_ply_io::PointCloud> cloud = ZelkScanToPhoPointCloud(scan, colorOutput);
-  if (!cloud) return false;
+  if (!cloud) return PhoPlyWriteResult::NotConverted;
   const std::shared_ptr<pho::api::Frame> frame = PhoPointCloudToPhoFrame(*cloud);
-  if (!frame) return false;
-  return pho_ply_io::SavePhoPly(*frame, *cloud, path);
+  if (!frame) return PhoPlyWriteResult::NotConverted;
+  return pho_ply_io::SavePhoPly(*frame, *cloud, path) ? PhoPlyWriteResult::Written : PhoPlyWriteResult::NotWritten;
+}
+
+bool ExportPhoPly(const std::string& path, const zelk::Scan& scan, ColorOutput colorOutput) {
+  return WritePhoPly(path, scan, colorOutput) == PhoPlyWriteResult::Written;
 }
 
 }  // namespace tavrin

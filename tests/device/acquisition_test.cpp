@@ -2,7 +2,7 @@
 #include <tavrin/PhoXiDevice.h>
 #include <tavrin/Spaces.h>
 
-#include "device/DeviceTestSupport.h"
+#include "support/SimulatorFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -64,6 +64,32 @@ TEST_F(AcquisitionTest, EveryManualReaderWorksOnTheTriggeredFrame) {
   ASSERT_TRUE(device_.Capture());  // a new trigger replaces the frame
   EXPECT_NE(device_.GetLastManuallyCapturedPFrame(), frame);
   EXPECT_EQ(pho::sim::GetCounters(hw_).GetSpecificFrameCalls, 2);
+}
+
+// The saved recording plays back as the very frame that was captured.
+TEST_F(AcquisitionTest, SaveLastOutputRecordsTheTriggeredFrame) {
+  ASSERT_TRUE(device_.Capture());
+  tavrin_test::ScratchDir dir;
+  const std::string path = dir.File("take.praw");
+  ASSERT_TRUE(device_.SaveLastOutput(path));  // fetches the pending frame first
+  zelk::Scan captured;
+  ASSERT_TRUE(device_.GetScan(captured, nullptr));
+
+  PhoXiDevice camera;
+  ASSERT_TRUE(camera.ConnectFileCameras({path}, false, false));
+  zelk::Scan played;
+  ASSERT_TRUE(camera.CaptureScan(played, nullptr));
+  EXPECT_EQ(played.GetCoords(), captured.GetCoords());
+  EXPECT_EQ(played.GetTimestamp(), captured.GetTimestamp());
+
+  LogCapture log;
+  EXPECT_FALSE(device_.SaveLastOutput(dir.File("take.bmp")));
+  EXPECT_TRUE(log.Has(Level::Fail, "PhoXi device could not save its output to \"" + dir.File("take.bmp") + "\".",
+                      "tavrin::PhoXiDevice::SaveLastOutput"));
+  EXPECT_TRUE(device_.Disconnect());
+  EXPECT_FALSE(device_.SaveLastOutput(path));
+  EXPECT_TRUE(log.Has(Level::Fail, "Can not save the device output. Device is not connected.",
+                      "tavrin::PhoXiDevice::SaveLastOutput"));
 }
 
 TEST_F(AcquisitionTest, FailedTriggerKeepsThePreviousFrame) {
@@ -222,7 +248,10 @@ INSTANTIATE_TEST_SUITE_P(
                    "PhoXiDevice - GetCameraTransform"},
         ReaderCase{"GetPointCloudDimensions", [](PhoXiDevice& d) { return d.GetPointCloudDimensions().has_value(); },
                    Level::Warn, "Can not acquire point cloud dimensions. Capture the scene first.",
-                   "GetPointCloudDimensions"}),
+                   "GetPointCloudDimensions"},
+        ReaderCase{"SaveLastOutput", [](PhoXiDevice& d) { return d.SaveLastOutput("never-written.praw"); },
+                   Level::Warn, "Can not save the device output. Capture the scene first.",
+                   "tavrin::PhoXiDevice::SaveLastOutput"}),
     [](const ::testing::TestParamInfo<ReaderCase>& info) { return std::string(info.param.name); });
 
 TEST_F(AcquisitionTest, SetModeWritesTheCoordinateSettingsAndGetModeReadsThemBack) {

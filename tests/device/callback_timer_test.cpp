@@ -1,6 +1,6 @@
 #include "device/CallbackTimer.h"
 
-#include "device/DeviceTestSupport.h"
+#include "support/SimulatorFixture.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 #include <tavrin/Spaces.h>
 
 #include "device/CameraTransform.h"
-#include "device/DeviceTestSupport.h"
+#include "support/SimulatorFixture.h"
 
 #include <gtest/gtest.h>
 

@@ -5,7 +5,7 @@
 #include <tavrin/PhoXiDevice.h>
 #include <tavrin/Spaces.h>
 
-#include "device/DeviceTestSupport.h"
+#include "support/SimulatorFixture.h"
 
 #include <gtest/gtest.h>
 

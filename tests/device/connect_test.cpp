@@ -2,7 +2,7 @@
 // failures, disconnecting, and the static PhoXi Control queries.
 #include <tavrin/PhoXiDevice.h>
 
-#include "device/DeviceTestSupport.h"
+#include "support/SimulatorFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -297,6 +297,14 @@ TEST_F(DiscoveryTest, ListsEveryDeviceInOrderAndFiltersTheReadyOnes) {
 }
 
 TEST_F(DiscoveryTest, ConnectionStatusOfEachKindOfDevice) {
+  std::vector<std::pair<std::string, PhoXiDevice::ConnectionStatus>> described;
+  for (const PhoXiDevice::DeviceDescription& d : PhoXiDevice::GetDeviceDescriptions()) {
+    described.emplace_back(d.id, d.status);
+  }
+  EXPECT_EQ(described, (std::vector<std::pair<std::string, PhoXiDevice::ConnectionStatus>>{
+                           {"SIM-ATTACHED", PhoXiDevice::Attached},
+                           {"SIM-READY", PhoXiDevice::Ready},
+                           {"SIM-BUSY", PhoXiDevice::NotReady}}));
   EXPECT_EQ(PhoXiDevice::GetDeviceConnectionStatus("SIM-ATTACHED"), PhoXiDevice::Attached);
   EXPECT_EQ(PhoXiDevice::GetDeviceConnectionStatus("SIM-READY"), PhoXiDevice::Ready);
   EXPECT_EQ(PhoXiDevice::GetDeviceConnectionStatus("SIM-BUSY"), PhoXiDevice::NotReady);
@@ -313,6 +321,7 @@ TEST_F(DiscoveryTest, StoppedControlAnswersWithoutDevices) {
   EXPECT_EQ(PhoXiDevice::GetDeviceConnectionStatus("SIM-ATTACHED"), PhoXiDevice::ControlNotRunning);
   EXPECT_TRUE(PhoXiDevice::GetAttachedDevices().empty());
   EXPECT_TRUE(PhoXiDevice::GetReadyDevices().empty());
+  EXPECT_TRUE(PhoXiDevice::GetDeviceDescriptions().empty());
 }
 
 }  // namespace

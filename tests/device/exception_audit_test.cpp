@@ -9,7 +9,7 @@
 #include <tavrin/Spaces.h>
 
 #include "device/CallbackTimer.h"
-#include "device/DeviceTestSupport.h"
+#include "support/SimulatorFixture.h"
 
 #include <gtest/gtest.h>
 

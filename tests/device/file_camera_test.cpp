@@ -2,7 +2,7 @@
 // Auto dispatch and detaching.
 #include <tavrin/PhoXiDevice.h>
 
-#include "device/DeviceTestSupport.h"
+#include "support/SimulatorFixture.h"
 #include "device/PhoXiStreamer.h"
 
 #include <gtest/gtest.h>
@@ -39,7 +39,7 @@ protected:
     return path.string();
   }
 
-  tavrin_test::TempDir dir_;
+  tavrin_test::ScratchDir dir_;
   std::string recorder_;
 };
 

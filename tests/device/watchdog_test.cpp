@@ -3,7 +3,7 @@
 // wherever the case allows it.
 #include <tavrin/PhoXiDevice.h>
 
-#include "device/DeviceTestSupport.h"
+#include "support/SimulatorFixture.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,8 @@
 #pragma once
-// The fuzz targets as the tests see them: name (= corpus folder under
-// tests/data/fuzz), entry function and how hard to mutate.
-#include "../../fuzz/FuzzTargets.h"
+// The fuzz targets as the tests see them: name, the corpus folder under
+// tests/data/fuzz that it shares with the other parsers of its format, entry
+// function and how hard to mutate.
+#include <FuzzTargets.h>
 
 #include <filesystem>
 #include <string>
@@ -11,29 +12,32 @@ namespace fuzz_test {
 
 struct FuzzTarget {
   const char* name;
+  const char* corpus;
   bool (*run)(const std::uint8_t* data, std::size_t size);
   int mutations;          // deterministic mutations replayed per test run
-  bool checksAcceptance;  // "valid-" files must be accepted, "broken-" refused
+  bool checksAcceptance;  // "valid-" files must be accepted, "broken-" (and the empty input) refused
+  const char* alsoValid;  // a further prefix of files this parser must accept, or null
 };
 
 // Every target, in the order of fuzz/FuzzTargets.h.
 inline const std::vector<FuzzTarget>& FuzzTargets() {
   static const std::vector<FuzzTarget> targets = {
-      {"ply_reader", tavrin_fuzz::RunPlyReader, 3000, true},
-      {"rply", tavrin_fuzz::RunRply, 3000, true},
-      {"obj_info", tavrin_fuzz::RunObjInfo, 3000, true},
-      {"zelk_importer", tavrin_fuzz::RunZelkImporter, 3000, true},
-      {"praw_reader", tavrin_fuzz::RunPrawReader, 3000, true},
+      {"ply_reader", "ply", tavrin_fuzz::RunPlyReader, 3000, true, nullptr},
+      // RPly reads files that the Photoneo reader refuses ("types-").
+      {"rply", "ply", tavrin_fuzz::RunRply, 3000, true, "types-"},
+      {"obj_info", "obj_info", tavrin_fuzz::RunObjInfo, 3000, true, nullptr},
+      {"zelk_importer", "zelk", tavrin_fuzz::RunZelkImporter, 3000, true, nullptr},
+      {"praw_reader", "praw", tavrin_fuzz::RunPrawReader, 3000, true, nullptr},
       // Small recordings have no recognised sensor resolution, so even valid
       // ones end in a refused conversion; the target checks the road there.
-      {"import_praw", tavrin_fuzz::RunImportPraw, 400, false},
-      {"space_binary", tavrin_fuzz::RunSpaceBinary, 3000, true},
+      {"import_praw", "praw", tavrin_fuzz::RunImportPraw, 400, false, nullptr},
+      {"space_binary", "space_binary", tavrin_fuzz::RunSpaceBinary, 3000, true, nullptr},
   };
   return targets;
 }
 
-inline std::filesystem::path CorpusDir(const std::string& target) {
-  return std::filesystem::path(TAVRIN_FUZZ_CORPUS_DIR) / target;
+inline std::filesystem::path CorpusDir(const std::string& corpus) {
+  return std::filesystem::path(TAVRIN_FUZZ_CORPUS_DIR) / corpus;
 }
 
 }  // namespace fuzz_test

@@ -177,4 +177,51 @@ TEST(ExportPhoPly, AnUnwritablePathFailsWithoutMessage) {
   EXPECT_TRUE(log.Empty());
 }
 
+// ExportScan picks the writer by extension; each path either writes a file
+// that ImportScan reads back or fails with one line that says why.
+struct ExportCase {
+  const char* name;
+  const char* file;  // under the scratch directory
+  bool written;
+  const char* message;  // of the one log line when not written; "%s" is the path
+};
+
+class ExportScanTest : public ::testing::TestWithParam<ExportCase> {};
+
+TEST_P(ExportScanTest, WritesByTypeOrSaysWhyNot) {
+  const ExportCase& c = GetParam();
+  const zelk::Scan scan = RandomScan(glm::uvec2(1032, 772), 9);
+  ScratchDir dir;
+  const std::string path = dir.File(c.file);
+  tavrin_test::LogCapture log;
+  tavrin::ExportOptions options;
+  options.colorOutput = ColorOutput::Color;
+  ASSERT_EQ(tavrin::ExportScan(path, scan, options), c.written);
+  if (!c.written) {
+    std::string message = c.message;
+    message.replace(message.find("%s"), 2, path);
+    ASSERT_EQ(log.Lines().size(), 1u);
+    EXPECT_TRUE(log.Has(ulog::Level::Fail, message, "tavrin::ExportScan"));
+    EXPECT_FALSE(std::filesystem::exists(path));
+    return;
+  }
+  EXPECT_TRUE(log.Empty());
+  zelk::Scan back;
+  ASSERT_TRUE(tavrin::ImportScan(back, path));
+  EXPECT_EQ(back.GetCoords().size(), scan.GetCoords().size());
+  EXPECT_EQ(back.HasColors(), std::string(c.file).find(".zelk") != std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Types, ExportScanTest,
+    ::testing::Values(
+        ExportCase{"PhotoneoPly", "scan.PLY", true, ""}, ExportCase{"Zelk", "scan.zelk", true, ""},
+        ExportCase{"Obj", "scan.obj", false,
+                   "Can not export scan to \"%s\". Scans can be written as .zelk or .ply files only."},
+        ExportCase{"NoExtension", "scan", false,
+                   "Can not export scan to \"%s\". Scans can be written as .zelk or .ply files only."},
+        ExportCase{"PlyIntoMissingFolder", "missing/scan.ply", false, "Can not write scan file \"%s\"."},
+        ExportCase{"ZelkIntoMissingFolder", "missing/scan.zelk", false, "Can not write scan file \"%s\"."}),
+    [](const ::testing::TestParamInfo<ExportCase>& info) { return std::string(info.param.name); });
+
 }  // namespace

@@ -101,14 +101,17 @@ protected:
 
 TEST_P(FuzzCorpus, EveryCommittedInputReplaysWithItsOutcome) {
   const FuzzTarget& target = GetParam();
-  const std::vector<CorpusFile> corpus = LoadCorpus(target.name);
-  ASSERT_FALSE(corpus.empty()) << fuzz_test::CorpusDir(target.name);
+  const std::vector<CorpusFile> corpus = LoadCorpus(target.corpus);
+  ASSERT_FALSE(corpus.empty()) << fuzz_test::CorpusDir(target.corpus);
+  if (target.checksAcceptance) {
+    EXPECT_FALSE(Feed(target, std::string())) << "the empty input";
+  }
   int valid = 0;
   for (const CorpusFile& file : corpus) {
     SCOPED_TRACE(file.name);
     const bool accepted = Feed(target, file.bytes);
     if (!target.checksAcceptance) continue;
-    if (StartsWith(file.name, "valid-")) {
+    if (StartsWith(file.name, "valid-") || (target.alsoValid && StartsWith(file.name, target.alsoValid))) {
       EXPECT_TRUE(accepted);
       ++valid;
     }
@@ -123,7 +126,7 @@ TEST_P(FuzzCorpus, EveryCommittedInputReplaysWithItsOutcome) {
 
 TEST_P(FuzzCorpus, MutationsOfTheCorpusKeepTheInvariants) {
   const FuzzTarget& target = GetParam();
-  const std::vector<CorpusFile> corpus = LoadCorpus(target.name);
+  const std::vector<CorpusFile> corpus = LoadCorpus(target.corpus);
   ASSERT_FALSE(corpus.empty());
   // Seeded by the target's name (FNV-1a): the same mutations on every run
   // and every platform.

@@ -1,4 +1,4 @@
-// Writes the seed files of the fuzz corpora (tests/data/fuzz/<target>/) with
+// Writes the seed files of the fuzz corpora (tests/data/fuzz/<corpus>/) with
 // the system's own writers. The files are committed; run this after a format
 // change and commit what changes:
 //   tavrin_tests_files --gtest_also_run_disabled_tests --gtest_filter='FuzzSeeds.*'
@@ -6,7 +6,7 @@
 #include "FilesTestSupport.h"
 #include "FuzzCorpus.h"
 
-#include "../../platform/phoxi/src/PrawFile.h"
+#include <PrawFile.h>
 
 #include <zelk/Exporter.h>
 
@@ -23,8 +23,8 @@ using tavrin_test::BuildPly;
 using tavrin_test::PlyContent;
 using tavrin_test::PlyEncoding;
 
-void Write(const std::string& target, const std::string& name, const std::string& bytes) {
-  const std::filesystem::path dir = fuzz_test::CorpusDir(target);
+void Write(const std::string& corpus, const std::string& name, const std::string& bytes) {
+  const std::filesystem::path dir = fuzz_test::CorpusDir(corpus);
   std::filesystem::create_directories(dir);
   std::ofstream out(dir / name, std::ios::binary | std::ios::trunc);
   out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
@@ -32,7 +32,8 @@ void Write(const std::string& target, const std::string& name, const std::string
 }
 
 // PLY files for both the Photoneo reader and the bare RPly interface.
-void WritePlySeeds(const std::string& target) {
+void WritePlySeeds() {
+  const std::string target = "ply";
   const struct {
     PlyEncoding encoding;
     const char* suffix;
@@ -91,9 +92,9 @@ void WritePlySeeds(const std::string& target) {
                              {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 7}}});
   types.elements.push_back({"vertex", {{"float", "x", ""}, {"float", "y", ""}, {"float", "z", ""}}, {{1, 2, 3}}});
   types.elements.push_back({"vertex", {{"uchar", "x", ""}}, {{9}}});
+  // RPly reads them; the Photoneo reader refuses the second vertex element.
   for (const auto& e : kEncodings) {
-    Write(target, std::string(target == "rply" ? "valid" : "types") + "-every-type-" + e.suffix + ".ply",
-          BuildPly(types, e.encoding));
+    Write(target, std::string("types-every-type-") + e.suffix + ".ply", BuildPly(types, e.encoding));
   }
 }
 
@@ -107,7 +108,6 @@ void WriteObjInfoSeeds() {
       {"broken-no-equals.txt", "(Width 4; Height = 3)"},
       {"broken-unbalanced.txt", "Photoneo PLY PointCloud ( Width = 4; Height = 3"},
       {"broken-reversed.txt", ")("},
-      {"broken-empty.txt", ""},
   };
   for (const auto& text : kTexts) Write("obj_info", text[0], text[1]);
 }
@@ -144,13 +144,13 @@ void WriteZelkSeeds() {
   zelk::Exporter two;
   two.AddScan(SampleScan());
   two.AddScan(zelk::Scan());
-  Write("zelk_importer", "valid-no-scans.zelk", Encoded(none));
-  Write("zelk_importer", "valid-one-scan.zelk", Encoded(one));
-  Write("zelk_importer", "valid-two-scans.zelk", Encoded(two));
+  Write("zelk", "valid-no-scans.zelk", Encoded(none));
+  Write("zelk", "valid-one-scan.zelk", Encoded(one));
+  Write("zelk", "valid-two-scans.zelk", Encoded(two));
   const std::string bytes = Encoded(one);
-  Write("zelk_importer", "broken-truncated.zelk", bytes.substr(0, bytes.size() - 1));
-  Write("zelk_importer", "broken-trailing-byte.zelk", bytes + '\0');
-  Write("zelk_importer", "broken-wrong-magic.zelk", "ZELKSCAM" + bytes.substr(8));
+  Write("zelk", "broken-truncated.zelk", bytes.substr(0, bytes.size() - 1));
+  Write("zelk", "broken-trailing-byte.zelk", bytes + '\0');
+  Write("zelk", "broken-wrong-magic.zelk", "ZELKSCAM" + bytes.substr(8));
 }
 
 pho::sim::PrawRecording SampleRecording(bool allMaps) {
@@ -206,7 +206,8 @@ std::string PrawBytes(const pho::sim::PrawRecording& recording) {
   return bytes;
 }
 
-void WritePrawSeeds(const std::string& target) {
+void WritePrawSeeds() {
+  const std::string target = "praw";
   const std::string full = PrawBytes(SampleRecording(true));
   Write(target, "valid-4x3-all-maps.praw", full);
   Write(target, "valid-4x3-point-cloud.praw", PrawBytes(SampleRecording(false)));
@@ -247,16 +248,13 @@ void WriteSpaceSeeds() {
   Write(target, "broken-basis-version-2.bin", std::string("\x02\x06\x00\x00\x00" "custom\x01\x02\x01\x02\x04\x00", 17));
   Write(target, "broken-space-version-3.bin", std::string("\x01\x00\x00\x00\x00\x01\x02\x01\x03\x04\x00", 11));
   Write(target, "broken-id-longer-than-data.bin", std::string("\x01\xff\xff\xff\x7f" "abc", 8));
-  Write(target, "broken-empty.bin", "");
 }
 
 TEST(FuzzSeeds, DISABLED_WriteCorpus) {
-  WritePlySeeds("ply_reader");
-  WritePlySeeds("rply");
+  WritePlySeeds();
   WriteObjInfoSeeds();
   WriteZelkSeeds();
-  WritePrawSeeds("praw_reader");
-  WritePrawSeeds("import_praw");
+  WritePrawSeeds();
   WriteSpaceSeeds();
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 // Shared fixture for the simulated PhoXi API tests: a fresh PhoXi Control per
 // test and helpers to connect, capture and compare frames.
+#include "support/ScratchDir.h"
+
 #include <PhoXi.h>
 #include <PhoXiControl.h>
 
@@ -53,27 +55,7 @@ protected:
   api::PhoXiFactory factory_;
 };
 
-// A scratch directory removed at the end of the test.
-class ScratchDir {
-public:
-  ScratchDir() {
-    const auto base = std::filesystem::temp_directory_path();
-    for (int i = 0;; ++i) {
-      path_ = base / ("phoxi_sim_" + std::to_string(::getpid()) + "_" + std::to_string(i));
-      if (std::filesystem::create_directory(path_)) break;
-    }
-  }
-  ~ScratchDir() {
-    std::error_code error;
-    std::filesystem::remove_all(path_, error);
-  }
-  ScratchDir(const ScratchDir&) = delete;
-  ScratchDir& operator=(const ScratchDir&) = delete;
-  std::string File(const std::string& name) const { return (path_ / name).string(); }
-
-private:
-  std::filesystem::path path_;
-};
+using tavrin_test::ScratchDir;
 
 // Byte-for-byte equality of two maps (so NaN payloads and -0 count too).
 template <class Map>

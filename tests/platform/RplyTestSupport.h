@@ -3,6 +3,7 @@
 // so tests can compare what different files deliver.
 #include <rply.h>
 
+#include <map>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -86,6 +87,13 @@ inline ReadResult ReadEverything(const std::string& path) {
   }
   ply_close(ply);
   return result;
+}
+
+// Every value read, by "element.property", in file order.
+inline std::map<std::string, std::vector<double>> Columns(const ReadResult& result) {
+  std::map<std::string, std::vector<double>> columns;
+  for (const Event& e : result.events) columns[e.element + "." + e.property].push_back(e.value);
+  return columns;
 }
 
 }  // namespace rply_test

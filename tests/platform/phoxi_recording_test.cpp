@@ -2,7 +2,7 @@
 // order, refusal of damaged files, and the file-camera fault and counters.
 #include "PhoxiTestSupport.h"
 
-#include "../../platform/phoxi/src/PrawFile.h"
+#include <PrawFile.h>
 
 #include <cmath>
 #include <fstream>

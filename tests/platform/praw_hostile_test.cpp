@@ -1,7 +1,7 @@
 // Hostile ".praw" recordings: every count or size in the file is checked
 // against the bytes left before anything is allocated, and every way of
 // spoiling a file ends in a refused read, never a crash or a huge allocation.
-#include "../../platform/phoxi/src/PrawFile.h"
+#include <PrawFile.h>
 
 #include "support/ScratchDir.h"
 

@@ -2,8 +2,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <system_error>
@@ -18,7 +18,7 @@ ScratchDir::ScratchDir() {
         base / ("tavrin_test_" + std::to_string(::getpid()) + "_" + std::to_string(counter.fetch_add(1)));
     std::error_code error;
     if (std::filesystem::create_directory(candidate, error)) {
-      path_ = candidate.string();
+      path_ = candidate;
       return;
     }
   }
@@ -29,13 +29,22 @@ ScratchDir::~ScratchDir() {
   std::filesystem::remove_all(path_, error);
 }
 
-std::string ScratchDir::File(const std::string& name) const { return path_ + "/" + name; }
+std::string ScratchDir::File(const std::string& name) const { return (path_ / name).string(); }
 
 std::string ScratchDir::Write(const std::string& name, const std::string& bytes) const {
   const std::string path = File(name);
   std::ofstream out(path, std::ios::binary);
   out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   return path;
+}
+
+std::vector<std::string> ScratchDir::List() const {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(path_)) {
+    names.push_back(std::filesystem::relative(entry.path(), path_).string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 std::string ReadFileBytes(const std::string& path) {

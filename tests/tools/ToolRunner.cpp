@@ -65,29 +65,6 @@ pid_t Spawn(const std::vector<std::string>& arguments, const fs::path& workingDi
 std::vector<std::string> ToolRun::OutLines() const { return SplitLines(out); }
 std::vector<std::string> ToolRun::ErrLines() const { return SplitLines(err); }
 
-ScratchDir::ScratchDir() {
-  static std::atomic<int> counter{0};
-  std::random_device random;
-  path_ = fs::temp_directory_path() / ("tavrin_tool_test_" + std::to_string(getpid()) + "_" +
-                                       std::to_string(counter++) + "_" + std::to_string(random() % 100000));
-  fs::remove_all(path_);
-  fs::create_directories(path_);
-}
-
-ScratchDir::~ScratchDir() {
-  std::error_code ignored;
-  fs::remove_all(path_, ignored);
-}
-
-std::vector<std::string> ScratchDir::List() const {
-  std::vector<std::string> names;
-  for (const auto& entry : fs::recursive_directory_iterator(path_)) {
-    names.push_back(fs::relative(entry.path(), path_).string());
-  }
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
 ToolRun RunTool(const std::vector<std::string>& arguments, const fs::path& workingDirectory) {
   ScratchDir streams;
   const fs::path outFile = streams.Path() / "stdout";

@@ -1,5 +1,7 @@
 #pragma once
 // Runs the built tavrin tool as a child process and gathers what it did.
+#include "support/ScratchDir.h"
+
 #include <sys/types.h>
 
 #include <filesystem>
@@ -17,21 +19,7 @@ struct ToolRun {
   std::vector<std::string> ErrLines() const;
 };
 
-// A fresh empty directory, removed with everything in it on destruction.
-class ScratchDir {
-public:
-  ScratchDir();
-  ~ScratchDir();
-  ScratchDir(const ScratchDir&) = delete;
-  ScratchDir& operator=(const ScratchDir&) = delete;
-  const std::filesystem::path& Path() const { return path_; }
-  std::string operator/(const std::string& name) const { return (path_ / name).string(); }
-  // Names of all entries below the directory (relative, sorted), hidden ones included.
-  std::vector<std::string> List() const;
-
-private:
-  std::filesystem::path path_;
-};
+using tavrin_test::ScratchDir;
 
 // Runs the tool with `arguments` in `workingDirectory` and waits for it.
 ToolRun RunTool(const std::vector<std::string>& arguments, const std::filesystem::path& workingDirectory);

@@ -2,7 +2,7 @@
 #include <tavrin/Files.h>
 #include <tavrin/PhoXiDevice.h>
 
-#include "device/DeviceTestSupport.h"
+#include "support/SimulatorFixture.h"
 #include "files/PrawAcceptance.h"
 
 #include <gtest/gtest.h>
@@ -28,7 +28,7 @@ class ImportPrawTest : public DeviceTest {};
 
 TEST_F(ImportPrawTest, RecordingGivesTheScanOfTheLiveCaptureMinusDroppedPoints) {
   const std::string hw = AddDevice();
-  tavrin_test::TempDir dir;
+  tavrin_test::ScratchDir dir;
   const std::string path = (dir.Path() / "take.praw").string();
 
   // A live capture, then the same frame saved by PhoXi Control.
@@ -71,7 +71,7 @@ TEST_F(ImportPrawTest, RecordingGivesTheScanOfTheLiveCaptureMinusDroppedPoints) 
 
 TEST_F(ImportPrawTest, ImportScanRoutesRecordingsHere) {
   const std::string hw = AddDevice();
-  tavrin_test::TempDir dir;
+  tavrin_test::ScratchDir dir;
   const std::string path = (dir.Path() / "TAKE.PRAW").string();
   ASSERT_TRUE(tavrin_test::WriteRecording(hw, path));
   zelk::Scan scan;
@@ -80,7 +80,7 @@ TEST_F(ImportPrawTest, ImportScanRoutesRecordingsHere) {
 }
 
 TEST_F(ImportPrawTest, FailsWithOneMessageWhenTheRecordingCannotBePlayed) {
-  tavrin_test::TempDir dir;
+  tavrin_test::ScratchDir dir;
   {
     LogCapture log;
     zelk::Scan scan;
@@ -95,6 +95,43 @@ TEST_F(ImportPrawTest, FailsWithOneMessageWhenTheRecordingCannotBePlayed) {
     EXPECT_FALSE(ImportScan(scan, (dir.Path() / "missing.praw").string()));
     EXPECT_TRUE(log.Has(ulog::Level::Fail, "Can not connect to PhoXi Control when loading praw.", "tavrin::ImportPraw"));
   }
+}
+
+// A throwing file-camera connect passes through the import, and the camera
+// attached for it is detached again.
+TEST_F(ImportPrawTest, AThrowingConnectPassesThroughAndLeavesNoCameraAttached) {
+  const std::string hw = AddDevice();
+  tavrin_test::ScratchDir dir;
+  const std::string path = (dir.Path() / "take.praw").string();
+  ASSERT_TRUE(tavrin_test::WriteRecording(hw, path));
+  pho::sim::ThrowOnNextConnects(1);
+  zelk::Scan scan;
+  EXPECT_THROW(ImportPraw(scan, path), std::runtime_error);
+  EXPECT_EQ(pho::sim::ListDevices(), std::vector<std::string>{hw});
+  EXPECT_TRUE(ImportPraw(scan, path));
+}
+
+// A recording deleted after a camera played it cannot be imported; once it
+// is back, it can.
+TEST_F(ImportPrawTest, ARecordingDeletedAndWrittenAgain) {
+  const std::string hw = AddDevice();
+  tavrin_test::ScratchDir dir;
+  const std::string path = (dir.Path() / "take.praw").string();
+  ASSERT_TRUE(tavrin_test::WriteRecording(hw, path));
+  {
+    PhoXiDevice camera;
+    ASSERT_TRUE(camera.Connect(PhoXiDevice::FileCamera, path, false, false));
+  }
+  std::filesystem::remove(path);
+  {
+    LogCapture log;
+    zelk::Scan scan;
+    EXPECT_FALSE(ImportPraw(scan, path));
+    EXPECT_TRUE(log.Has(ulog::Level::Fail, "Can not connect to PhoXi Control when loading praw.", "tavrin::ImportPraw"));
+  }
+  ASSERT_TRUE(tavrin_test::WriteRecording(hw, path));
+  zelk::Scan scan;
+  EXPECT_TRUE(ImportPraw(scan, path));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "model/RecordIo.h"
+#include "model/records/RecordIo.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,6 +1,6 @@
 #include <utils/SpaceDefinition.h>
 
-#include "model/RecordIo.h"
+#include "model/records/RecordIo.h"
 
 #include <istream>
 #include <ostream>

@@ -1,7 +1,8 @@
 #pragma once
-// Shared fixture for device tests: a fresh simulated PhoXi Control per test,
+// Shared fixture for tests on the simulated PhoXi Control: a fresh simulated PhoXi Control per test,
 // small virtual devices, and a deadline for bodies that could deadlock.
 #include "support/LogCapture.h"
+#include "support/ScratchDir.h"
 
 #include <PhoXi.h>
 #include <PhoXiControl.h>
@@ -50,28 +51,6 @@ protected:
     EXPECT_TRUE(pho::sim::AddDevice(SmallDevice(hwId)));
     return hwId;
   }
-};
-
-// A scratch directory removed at the end of the test.
-class TempDir {
-public:
-  TempDir() {
-    const auto base = std::filesystem::temp_directory_path();
-    for (int i = 0;; ++i) {
-      path_ = base / ("tavrin_device_" + std::to_string(::getpid()) + "_" + std::to_string(i));
-      if (std::filesystem::create_directory(path_)) break;
-    }
-  }
-  ~TempDir() {
-    std::error_code error;
-    std::filesystem::remove_all(path_, error);
-  }
-  TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
-  const std::filesystem::path& Path() const { return path_; }
-
-private:
-  std::filesystem::path path_;
 };
 
 // Captures one frame of the device through a handle of its own and saves it
