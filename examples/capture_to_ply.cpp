@@ -1,9 +1,8 @@
-// Captures one scan from the first scanner that PhoXi Control lists and
-// writes it as a Photoneo PLY file.
+// Captures one scan from the first scanner that PhoXi Control lists (in this
+// build the simulated PhoXi Control offers its virtual scanner) and writes it
+// as a Photoneo PLY file.
 //
 //   example_capture_to_ply [OUT.ply]
-#include "SimulatedScanner.h"
-
 #include <tavrin/tavrin.h>
 
 #include <cstdio>
@@ -11,8 +10,6 @@
 
 int main(int argc, char** argv) {
   const std::string output = argc > 1 ? argv[1] : "capture.ply";
-  example::AddSimulatedScanner();
-
   if (!tavrin::PhoXiDevice::IsPhoXiControlRunning()) {
     std::fprintf(stderr, "PhoXi Control is not running\n");
     return 1;

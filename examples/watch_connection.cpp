@@ -1,9 +1,9 @@
 // Watches a scanner's connection: registers a connection-lost callback, then
 // makes the simulated scanner drop out and waits for the callback; finally
 // reconnects and captures again.
-#include "SimulatedScanner.h"
-
 #include <tavrin/tavrin.h>
+
+#include <PhoXiControl.h>
 
 #include <chrono>
 #include <condition_variable>
@@ -11,8 +11,6 @@
 #include <mutex>
 
 int main() {
-  example::AddSimulatedScanner();
-
   // Declared before the device so they outlive its watchdog thread.
   std::mutex mutex;
   std::condition_variable changed;

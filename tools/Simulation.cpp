@@ -10,22 +10,21 @@ namespace tavrin_tool {
 
 void StartSimulatedPhoXiControl() {
   static const bool started = [] {
-    pho::sim::StartControl();
-    std::string scanner = "no virtual scanner";
-    if (pho::sim::ListDevices().empty()) {
-      pho::sim::VirtualDevice device;
-      device.HWIdentification = kDefaultScannerId;
-      device.Name = "Virtual PhoXi 3D Scanner M";
-      device.Type = pho::api::PhoXiDeviceType::PhoXiScanner;
-      device.Resolution = pho::api::PhoXiSize(1032, 772);
-      device.Texture = pho::sim::TextureKind::Grey;
-      if (pho::sim::AddDevice(device)) {
-        scanner = std::string("virtual scanner ") + kDefaultScannerId + " (PhoXi Scanner, 1032 x 772)";
+    std::string devices;
+    for (const tavrin::PhoXiDevice::DeviceDescription& device : tavrin::PhoXiDevice::GetDeviceDescriptions()) {
+      const std::optional<pho::sim::DeviceState> state = pho::sim::GetDeviceState(device.id);
+      devices += (devices.empty() ? "" : ", ") + device.id;
+      if (state) {
+        const bool motionCam = device.type == pho::api::PhoXiDeviceType::MotionCam3D;
+        devices += std::string(" (") + (motionCam ? "MotionCam-3D" : "PhoXi Scanner") + ", " +
+                   std::to_string(state->Definition.Resolution.Width) + " x " +
+                   std::to_string(state->Definition.Resolution.Height) + ")";
       }
     }
-    // The first line of every run, so no one mistakes these scans for real ones.
-    std::cout << "simulated PhoXi Control " << tavrin::PhoXiDevice::GetPhoXiControlVersion() << " with " << scanner
-              << " (no real PhoXi Control in this build)" << std::endl;
+    // Once per run, so no one mistakes these scans for real ones.
+    std::cout << "simulated PhoXi Control " << tavrin::PhoXiDevice::GetPhoXiControlVersion() << " with "
+              << (devices.empty() ? std::string("no device") : devices) << " (no real PhoXi Control in this build)"
+              << std::endl;
     return true;
   }();
   (void)started;

@@ -1,18 +1,15 @@
 #pragma once
 // The PhoXi Control the tool talks to. This build's PhoXi API is the
 // in-process simulation (PhoXiControl.h), never a real PhoXi Control, so the
-// tool always works against it and says so on its first line.
+// tool always works against it and says so once per run.
 #include <string>
 
 namespace tavrin_tool {
 
-// Hardware identification of the virtual scanner the tool sets up.
-inline constexpr const char* kDefaultScannerId = "TVR-SIM-0001";
-
-// Makes sure the simulated PhoXi Control runs and, when it lists no device,
-// adds the default virtual scanner (a PhoXi Scanner at 1032 x 772, binned
-// from 2064 x 1544, grey texture). Prints the banner line on standard output
-// once per process. Cheap; call it first in every subcommand.
+// Prints the banner line (the simulated PhoXi Control's version and the
+// devices it offers: by default the virtual scanner TVR-SIM-0001, a PhoXi
+// Scanner at 1032 x 772; PHOXI_SIM_DEVICES chooses others) once per process.
+// Cheap; call it first in every subcommand.
 void StartSimulatedPhoXiControl();
 
 }  // namespace tavrin_tool

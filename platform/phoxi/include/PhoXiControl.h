@@ -125,16 +125,39 @@ struct FileCameraCounters {
 
 // ---- PhoXi Control ----------------------------------------------------------
 
-// Starting is idempotent. Stopping drops every connection (isConnected turns
-// false), clears buffers and makes the factory refuse everything; devices and
-// file cameras stay defined for the next start.
+// PhoXi Control runs from the first use on, in every process that links this
+// library, and lists the devices of DefaultDevices() (so a program finds a
+// scanner to connect to without any set-up). Starting is idempotent. Stopping
+// drops every connection (isConnected turns false), clears buffers and makes
+// the factory refuse everything; devices and file cameras stay defined for the
+// next start.
 void StartControl();
 void StopControl();
 bool IsControlRunning();
 void SetControlVersion(const std::string& version);
-// Drops all connections, removes all devices, file cameras, faults and
-// counters, restarts PhoXi Control with the default version.
+// Drops all connections, removes all devices (the default ones too), file
+// cameras, faults and counters, restarts PhoXi Control with the default
+// version.
 void Reset();
+
+// ---- the devices offered from the start ------------------------------------
+
+// Hardware identification of the built-in virtual scanner.
+inline constexpr const char* kDefaultScannerId = "TVR-SIM-0001";
+
+// The devices PhoXi Control lists from its first use on. Without the
+// environment variable PHOXI_SIM_DEVICES: one virtual PhoXi Scanner,
+// kDefaultScannerId, named "Virtual PhoXi 3D Scanner M", at 1032 x 772 (binned
+// from 2064 x 1544) with a grey texture. PHOXI_SIM_DEVICES replaces that list:
+// devices separated by ";", each an identification followed by any of
+// ":<W>x<H>" (a recognised resolution), ":grey" or ":colour" (the texture) and
+// ":scanner" or ":motioncam" (the type), as in
+//   PHOXI_SIM_DEVICES="A-1:2064x1544:colour;B-2:motioncam"
+// An empty value means no devices. An entry that cannot be read is left out
+// with a line on standard error. Read each time it is called.
+std::vector<VirtualDevice> DefaultDevices();
+// Adds DefaultDevices() (those whose identification is free); their number.
+int AddDefaultDevices();
 
 // ---- devices ----------------------------------------------------------------
 

@@ -56,20 +56,17 @@ void Reset() {
 }
 
 bool AddDevice(const VirtualDevice& device) {
-  const api::PhoXiSize full = FullResolutionOf(device.Resolution);
-  if (device.HWIdentification.empty() || full.Width == 0) return false;
-  auto entry = std::make_unique<DeviceEntry>();
-  entry->def = device;
-  if (entry->def.Name.empty()) entry->def.Name = device.HWIdentification;
-  if (entry->def.Calibration.CameraMatrix.Empty()) entry->def.Calibration = DefaultCalibration(full);
-  entry->fullResolution = full;
   Simulation& sim = Sim();
   std::lock_guard<std::mutex> lock(sim.mutex);
-  if (sim.Find(device.HWIdentification) != nullptr) return false;
-  entry->uid = sim.nextUid++;
-  sim.counters[device.HWIdentification] = DeviceCounters();
-  sim.devices.push_back(std::move(entry));
-  return true;
+  return sim.AddLocked(device);
+}
+
+int AddDefaultDevices() {
+  Simulation& sim = Sim();
+  std::lock_guard<std::mutex> lock(sim.mutex);
+  int added = 0;
+  for (const VirtualDevice& device : DefaultDevices()) added += sim.AddLocked(device) ? 1 : 0;
+  return added;
 }
 
 bool RemoveDevice(const std::string& hwId) {

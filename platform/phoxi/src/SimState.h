@@ -137,6 +137,9 @@ public:
   void Enqueue(DeviceEntry& entry, FrameRecord record);
   double MillisecondsSinceStart(Clock::time_point t) const;
   void ResetLocked();
+  // Adds a virtual device; false when its identification is empty or taken
+  // or its resolution is not recognised.
+  bool AddLocked(const VirtualDevice& device);
 };
 
 }  // namespace sim

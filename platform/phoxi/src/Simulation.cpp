@@ -25,8 +25,29 @@ api::PFrame FrameSlot::Get() {
 Simulation& Simulation::Instance() {
   // Never destroyed: handles and frames kept in other static objects may be
   // released during process exit, after a static Simulation would be gone.
-  static Simulation* simulation = new Simulation;
+  // Like a PhoXi Control that is already running on the machine, it offers
+  // its devices to every process from the first call on.
+  static Simulation* simulation = [] {
+    auto* fresh = new Simulation;
+    for (const VirtualDevice& device : DefaultDevices()) fresh->AddLocked(device);
+    return fresh;
+  }();
   return *simulation;
+}
+
+bool Simulation::AddLocked(const VirtualDevice& device) {
+  const api::PhoXiSize full = FullResolutionOf(device.Resolution);
+  if (device.HWIdentification.empty() || full.Width == 0) return false;
+  if (Find(device.HWIdentification) != nullptr) return false;
+  auto entry = std::make_unique<DeviceEntry>();
+  entry->def = device;
+  if (entry->def.Name.empty()) entry->def.Name = device.HWIdentification;
+  if (entry->def.Calibration.CameraMatrix.Empty()) entry->def.Calibration = DefaultCalibration(full);
+  entry->fullResolution = full;
+  entry->uid = nextUid++;
+  counters[device.HWIdentification] = DeviceCounters();
+  devices.push_back(std::move(entry));
+  return true;
 }
 
 DeviceEntry* Simulation::Find(const std::string& hwId) {
