@@ -23,44 +23,29 @@ struct PlyCloser {
   void operator()(p_ply ply) const { ply_close(ply); }
 };
 
-// Everything one read shares with its callbacks.
-struct ReadState {
-  std::string error;  // RPly's first message
-  long positionValues = 0;
-};
-
+// RPly's first message of a read (the user data of its handle).
 void KeepFirstError(p_ply ply, const char* message) {
   void* data = nullptr;
   if (ply_get_ply_user_data(ply, &data, nullptr) == 0 || data == nullptr) return;
-  std::string& error = static_cast<ReadState*>(data)->error;
+  std::string& error = *static_cast<std::string*>(data);
   if (error.empty()) error = message;
 }
 
-struct PositionTarget {
+// Positions or normals; `stored` counts the values written.
+struct Vec3Target {
   glm::vec3* values;
-  ReadState* state;
+  long stored = 0;
 };
 
-int OnPosition(p_ply_argument argument) {
+int OnVec3(p_ply_argument argument) {
   void* data = nullptr;
   long component = 0;
   long vertex = 0;
   ply_get_argument_user_data(argument, &data, &component);
   ply_get_argument_element(argument, nullptr, &vertex);
-  auto* target = static_cast<PositionTarget*>(data);
+  auto* target = static_cast<Vec3Target*>(data);
   target->values[vertex][static_cast<int>(component)] = static_cast<float>(ply_get_argument_value(argument));
-  ++target->state->positionValues;
-  return 1;
-}
-
-int OnNormal(p_ply_argument argument) {
-  void* data = nullptr;
-  long component = 0;
-  long vertex = 0;
-  ply_get_argument_user_data(argument, &data, &component);
-  ply_get_argument_element(argument, nullptr, &vertex);
-  static_cast<glm::vec3*>(data)[vertex][static_cast<int>(component)] =
-      static_cast<float>(ply_get_argument_value(argument));
+  ++target->stored;
   return 1;
 }
 
@@ -208,14 +193,14 @@ std::string DataReason(const std::string& error, bool ascii, long completeVertic
 }  // namespace
 
 bool ReadPly(const std::string& path, std::uintmax_t fileSize, Scan& scan, std::string& reason) {
-  ReadState state;
-  std::unique_ptr<t_ply_, PlyCloser> ply(ply_open(path.c_str(), KeepFirstError, 0, &state));
+  std::string error;
+  std::unique_ptr<t_ply_, PlyCloser> ply(ply_open(path.c_str(), KeepFirstError, 0, &error));
   if (!ply) {
     reason = "the file cannot be opened";
     return false;
   }
   if (ply_read_header(ply.get()) == 0) {
-    reason = HeaderReason(state.error, HeaderCutOff(path, fileSize));
+    reason = HeaderReason(error, HeaderCutOff(path, fileSize));
     return false;
   }
   const VertexLayout layout = Inspect(ply.get());
@@ -227,9 +212,9 @@ bool ReadPly(const std::string& path, std::uintmax_t fileSize, Scan& scan, std::
     reason = "the PLY vertices have no x, y and z";
     return false;
   }
-  // Every vertex takes at least one byte and a separator per property in any
-  // encoding; a count the file cannot hold allocates nothing.
-  const std::uintmax_t leastBytes = 2 * static_cast<std::uintmax_t>(layout.properties);
+  // Every vertex takes at least a byte per property in any encoding (x, y
+  // and z among them); a count the file cannot hold allocates nothing.
+  const std::uintmax_t leastBytes = static_cast<std::uintmax_t>(layout.properties);
   if (static_cast<std::uintmax_t>(layout.count) >= Scan::INVALID_INDEX ||
       static_cast<std::uintmax_t>(layout.count) > fileSize / leastBytes) {
     reason = "the file is truncated: its header announces " + std::to_string(layout.count) +
@@ -240,14 +225,11 @@ bool ReadPly(const std::string& path, std::uintmax_t fileSize, Scan& scan, std::
   const auto count = static_cast<std::uint32_t>(layout.count);
   Scan read;
   StartUnorganisedScan(read, count, layout.normals, layout.colorNames != nullptr);
-  PositionTarget positions{read.GetPositions(), &state};
+  Vec3Target positions{read.GetPositions()};
+  Vec3Target normals{read.GetNormals()};
   for (long k = 0; k < 3; ++k) {
-    ply_set_read_cb(ply.get(), "vertex", kAxes[k], OnPosition, &positions, k);
-  }
-  if (layout.normals) {
-    for (long k = 0; k < 3; ++k) {
-      ply_set_read_cb(ply.get(), "vertex", kNormalNames[k], OnNormal, read.GetNormals(), k);
-    }
+    ply_set_read_cb(ply.get(), "vertex", kAxes[k], OnVec3, &positions, k);
+    if (layout.normals) ply_set_read_cb(ply.get(), "vertex", kNormalNames[k], OnVec3, &normals, k);
   }
   ColorTarget colors[3] = {{read.GetColors(), &Color3f::r, FullScale(layout.colorTypes[0])},
                            {read.GetColors(), &Color3f::g, FullScale(layout.colorTypes[1])},
@@ -256,7 +238,7 @@ bool ReadPly(const std::string& path, std::uintmax_t fileSize, Scan& scan, std::
     for (int k = 0; k < 3; ++k) ply_set_read_cb(ply.get(), "vertex", layout.colorNames[k], OnColor, &colors[k], 0);
   }
   if (ply_read(ply.get()) == 0) {
-    reason = DataReason(state.error, IsAscii(path), state.positionValues / 3, layout.count);
+    reason = DataReason(error, IsAscii(path), positions.stored / 3, layout.count);
     return false;
   }
   scan = std::move(read);
