@@ -8,10 +8,10 @@
 #include <tavrin/Files.h>
 
 #include <PhoXi.h>
-#include <ulog/ulog.h>
 
 #include <benchmark/benchmark.h>
 
+#include "BenchFiles.h"
 #include "TimeRecorder.h"
 
 #include <cstdio>
@@ -19,55 +19,30 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
 namespace {
 
+using tavrin_bench::MakeScannerFrame;
+using tavrin_bench::TempFolder;
+
 constexpr int kWidth = 2064;
 constexpr int kHeight = 1544;
 constexpr int kIterations = 5;
 
-// A frame like a scanner's: about 70 % of the pixels measured, unit normals,
-// 8-bit colours.
-pho::api::Frame MakeFrame() {
-  pho::api::Frame frame;
-  const pho::api::PhoXiSize size(kWidth, kHeight);
-  frame.PointCloud.Resize(size);
-  frame.NormalMap.Resize(size);
-  frame.TextureRGB.Resize(size);
-  std::mt19937 random(1);
-  std::uniform_real_distribution<float> unit(0.0f, 1.0f);
-  for (int y = 0; y < kHeight; ++y) {
-    for (int x = 0; x < kWidth; ++x) {
-      if (unit(random) < 0.7f) {
-        const float z = 800.0f + 400.0f * unit(random);
-        frame.PointCloud.At(y, x) = {(x - kWidth / 2) * z / 2200.0f, (y - kHeight / 2) * z / 2200.0f, z};
-        frame.NormalMap.At(y, x) = {0.0f, 0.6f, -0.8f};
-      }
-      const auto grey = static_cast<std::uint16_t>(255.0f * unit(random));
-      frame.TextureRGB.At(y, x) = {grey, static_cast<std::uint16_t>(grey / 2), static_cast<std::uint16_t>(255 - grey)};
-    }
-  }
-  return frame;
-}
-
 struct Fixture {
-  std::string dir;
-  std::string photoneoPath;
-  std::string foreignPath;
+  TempFolder folder{"tavrin_import_bench"};
+  std::string photoneoPath = folder.File("photoneo.ply");
+  std::string foreignPath = folder.File("foreign.ply");
   std::uintmax_t photoneoBytes = 0;
   std::uintmax_t foreignBytes = 0;
 
   Fixture() {
-    dir = (std::filesystem::temp_directory_path() / "tavrin_import_bench").string();
-    std::filesystem::create_directories(dir);
-    photoneoPath = dir + "/photoneo.ply";
-    foreignPath = dir + "/foreign.ply";
     const std::vector<float> matrix = {2215.5f, 0, 1031.75f, 0, 2214.25f, 771.5f, 0, 0, 1};
-    MakeFrame().SaveAsPly(photoneoPath, true, false, true, true, false, true, false, false, matrix,
-                          std::vector<float>(14, 0.0f), {2064, 1544}, {1, 1}, true, false);
+    MakeScannerFrame(kWidth, kHeight)
+        .SaveAsPly(photoneoPath, true, false, true, true, false, true, false, false, matrix,
+                   std::vector<float>(14, 0.0f), {2064, 1544}, {1, 1}, true, false);
     // The same vertex records behind another program's header.
     std::ifstream in(photoneoPath, std::ios::binary);
     const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
@@ -82,10 +57,6 @@ struct Fixture {
     out.close();
     photoneoBytes = std::filesystem::file_size(photoneoPath);
     foreignBytes = std::filesystem::file_size(foreignPath);
-  }
-  ~Fixture() {
-    std::error_code error;
-    std::filesystem::remove_all(dir, error);
   }
 };
 
@@ -123,13 +94,8 @@ IMPORT_BENCH(ImportPhoPly, "import_pho_ply");
 IMPORT_BENCH(ImportForeignPly, "import_foreign_ply");
 
 int main(int argc, char** argv) {
-  ulog::SetSink([](ulog::Level, const std::string&, const std::string&) {});
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  Data();
   tavrin_bench::TimeRecorder reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  benchmark::Shutdown();
+  if (!tavrin_bench::RunQuietly(argc, argv, reporter, [] { Data(); })) return 1;
 
   const std::optional<double> foreign = reporter.Milliseconds("import_foreign_ply");
   const std::optional<double> photoneo = reporter.Milliseconds("import_pho_ply");
