@@ -231,9 +231,6 @@ TEST_P(ImporterRefusal, SaysWhyInOneLine) {
       << log.Lines()[0].message;
 }
 
-constexpr char kAsciiHeader[] =
-    "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\nend_header\n";
-
 INSTANTIATE_TEST_SUITE_P(
     Files, ImporterRefusal,
     ::testing::Values(
