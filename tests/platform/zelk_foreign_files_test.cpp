@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,8 @@ struct PlyVariant {
   bool normals;
   bool faces;
 };
+
+void PrintTo(const PlyVariant& variant, std::ostream* out) { *out << variant.name; }
 
 PlyContent VariantContent(const PlyVariant& variant, int count) {
   PlyElement vertex{"vertex", {}, {}};
@@ -134,6 +137,8 @@ struct MeshCase {
   std::vector<glm::vec3> points;
 };
 
+void PrintTo(const MeshCase& mesh, std::ostream* out) { *out << mesh.file; }
+
 class ForeignMesh : public ::testing::TestWithParam<MeshCase> {};
 
 TEST_P(ForeignMesh, EachDistinctVertexBecomesAPoint) {
@@ -192,6 +197,8 @@ struct Refusal {
   const char* contents;  // null: not written
   const char* reason;
 };
+
+void PrintTo(const Refusal& refusal, std::ostream* out) { *out << refusal.name; }
 
 // A binary cloud of `written` vertices whose header announces `announced`.
 std::string BinaryCloud(int announced, int written) {
