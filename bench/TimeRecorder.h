@@ -2,6 +2,7 @@
 // Console reporter that also keeps the mean wall time (ms) of every run by
 // its function name, so a benchmark program can print ratios after the run.
 #include <benchmark/benchmark.h>
+#include <ulog/ulog.h>
 
 #include <map>
 #include <optional>
@@ -27,5 +28,19 @@ public:
 private:
   std::map<std::string, double> times_;
 };
+
+// Runs the registered benchmarks into `reporter` with the library's log lines
+// dropped, after `prepare` has built the fixtures (untimed). False for
+// arguments Google Benchmark does not know.
+template <class Prepare>
+bool RunQuietly(int& argc, char** argv, TimeRecorder& reporter, Prepare prepare) {
+  ulog::SetSink([](ulog::Level, const std::string&, const std::string&) {});
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return false;
+  prepare();
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  benchmark::Shutdown();
+  return true;
+}
 
 }  // namespace tavrin_bench

@@ -18,6 +18,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include "BenchFiles.h"
 #include "TimeRecorder.h"
 
 #include <cstdio>
@@ -27,7 +28,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -38,30 +38,6 @@ constexpr int kIterations = 5;
 struct FileCloser {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
-
-// A frame like a scanner's: about 70 % of the pixels measured, unit normals,
-// 8-bit colours; saved with the full-resolution calibration.
-pho::api::Frame MakeFrame(int width, int height) {
-  pho::api::Frame frame;
-  const pho::api::PhoXiSize size(width, height);
-  frame.PointCloud.Resize(size);
-  frame.NormalMap.Resize(size);
-  frame.TextureRGB.Resize(size);
-  std::mt19937 random(1);
-  std::uniform_real_distribution<float> unit(0.0f, 1.0f);
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      if (unit(random) < 0.7f) {
-        const float z = 800.0f + 400.0f * unit(random);
-        frame.PointCloud.At(y, x) = {(x - width / 2) * z / 2200.0f, (y - height / 2) * z / 2200.0f, z};
-        frame.NormalMap.At(y, x) = {0.0f, 0.6f, -0.8f};
-      }
-      const auto grey = static_cast<std::uint16_t>(255.0f * unit(random));
-      frame.TextureRGB.At(y, x) = {grey, static_cast<std::uint16_t>(grey / 2), static_cast<std::uint16_t>(255 - grey)};
-    }
-  }
-  return frame;
-}
 
 bool SavePly(const pho::api::Frame& frame, const std::string& path, bool binary) {
   const std::vector<float> matrix = {2215.5f, 0, 1031.75f, 0, 2214.25f, 771.5f, 0, 0, 1};
@@ -97,8 +73,8 @@ struct Fixture {
     asciiPath = dir + "/half_ascii.ply";
     exportPath = dir + "/export.ply";
     baselineOutPath = dir + "/baseline_out.ply";
-    SavePly(MakeFrame(2064, 1544), binaryPath, true);
-    SavePly(MakeFrame(1032, 772), asciiPath, false);
+    SavePly(tavrin_bench::MakeScannerFrame(2064, 1544), binaryPath, true);
+    SavePly(tavrin_bench::MakeScannerFrame(1032, 772), asciiPath, false);
     binaryBytes = std::filesystem::file_size(binaryPath);
     asciiBytes = std::filesystem::file_size(asciiPath);
     tavrin::ImportPhoPly(binaryPath, scan);

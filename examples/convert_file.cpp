@@ -1,5 +1,7 @@
 // Reads any scan file the library imports (Photoneo PLY, PhoXi raw
-// recording, .zelk) and writes it as a Photoneo PLY or a .zelk file.
+// recording, .zelk, other programs' PLY, OBJ, STL, DAE, FBX) and writes it as
+// a Photoneo PLY (which needs the scan's space, unknown for other programs'
+// files) or a .zelk file.
 //
 //   example_convert_file IN OUT.{ply,zelk}
 #include <tavrin/tavrin.h>

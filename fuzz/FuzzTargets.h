@@ -13,6 +13,7 @@
 // rply            the RPly C interface                         ply
 // obj_info        pho_ply_io::ParseObjInfo                     obj_info
 // zelk_importer   zelk::Importer::LoadMemory                   zelk
+// zelk_ply_import zelk::Importer::LoadFile on PLY files         ply
 // praw_reader     pho::sim::ReadPraw                           praw
 // import_praw     tavrin::ImportPraw                           praw
 // space_binary    utils::BasisDefinition / SpaceDefinition::ReadBinary  space_binary
@@ -23,3 +24,4 @@
 #include "RplyTarget.h"
 #include "SpaceBinaryTarget.h"
 #include "ZelkImporterTarget.h"
+#include "ZelkPlyImportTarget.h"

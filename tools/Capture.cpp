@@ -133,7 +133,7 @@ CaptureResult RunCapture(const CaptureRequest& request) {
       WriteAtomically(path, "PhoXi raw recording",
                       [&](const std::string& temporary) { return device.SaveLastOutput(temporary); });
     } else {
-      SaveScan(path, scan, request.texture);
+      SaveScan(path, scan, request.ply);
     }
     PrintScanLine(i, request.count, path, scan, milliseconds);
     result.paths.push_back(path);

@@ -21,7 +21,7 @@ struct CaptureRequest {
   bool freeRun = false;
   int count = 1;
   std::string output = "scan.ply";  // .ply, .zelk or .praw; numbered when count > 1
-  TextureChoice texture = TextureChoice::Auto;
+  PlyOptions ply;                   // .ply outputs
 };
 
 struct CaptureResult {

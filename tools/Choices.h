@@ -34,6 +34,12 @@ inline const std::map<std::string, SpaceChoice>& SpaceNames() {
   return names;
 }
 
+inline const std::map<std::string, InputSpace>& InputSpaceNames() {
+  static const std::map<std::string, InputSpace> names = {{"camera", InputSpace::Camera},
+                                                          {"marker", InputSpace::Marker}};
+  return names;
+}
+
 // `text` has passed the option's IsMember check, which also normalised its case.
 template <class T>
 T Lookup(const std::map<std::string, T>& table, const std::string& text, T fallback) {
@@ -41,13 +47,27 @@ T Lookup(const std::map<std::string, T>& table, const std::string& text, T fallb
   return found == table.end() ? fallback : found->second;
 }
 
-// --texture auto|color|intensity|none on `command`.
-inline void AddTextureOption(CLI::App& command, std::string& texture) {
+// --texture auto|color|intensity|none, --unordered and --ascii on `command`.
+inline void AddPlyOptions(CLI::App& command, std::string& texture, PlyOptions& ply) {
   command
       .add_option("--texture", texture,
-                  "Texture of a written .ply: auto (colour, else intensity, else none), color, intensity, none")
+                  "Texture of a written .ply: auto (colour, else intensity, else none), color (true colours), "
+                  "intensity (grey, brightest = 255), none")
       ->transform(CLI::IsMember(NamesOf(TextureNames()), CLI::ignore_case))
       ->default_val("auto");
+  command.add_flag("--unordered", ply.unordered,
+                   "Write a .ply of the measured points only, for other viewers (not organised: no pixel grid, "
+                   "camera or calibration)");
+  command.add_flag("--ascii", ply.ascii, "Write a .ply as ASCII text instead of binary");
+}
+
+// --space camera|marker on a subcommand that reads a file.
+inline void AddInputSpaceOption(CLI::App& command, std::string& space) {
+  command
+      .add_option("--space", space,
+                  "Space of an input whose file cannot state one (a PLY of a marker-space scan, another "
+                  "program's file): camera (PhoXi Camera) or marker (PhoXi Marker)")
+      ->transform(CLI::IsMember(NamesOf(InputSpaceNames()), CLI::ignore_case));
 }
 
 }  // namespace tavrin_tool

@@ -28,10 +28,10 @@ Command AddCaptureCommand(CLI::App& app, const GlobalOptions&) {
   sub->add_option("-o,--output", request->output,
                   "Output file: .ply (Photoneo PLY), .zelk or .praw; numbered (scan_001.ply) when --count > 1")
       ->default_val("scan.ply");
-  AddTextureOption(*sub, *texture);
+  AddPlyOptions(*sub, *texture, request->ply);
   return {sub, [request, device, files, space, texture] {
             request->space = Lookup(SpaceNames(), *space, SpaceChoice::Keep);
-            request->texture = Lookup(TextureNames(), *texture, TextureChoice::Auto);
+            request->ply.texture = Lookup(TextureNames(), *texture, TextureChoice::Auto);
             if (device->count() > 0) request->source = ScanSource::Device;
             if (files->count() > 0) request->source = ScanSource::Files;
             StartSimulatedPhoXiControl();

@@ -25,16 +25,18 @@ void RunPreview(const PreviewOptions& options) {
   }
   zelk::Scan scan;
   LoadScan(options.input, scan);
-  const cv::Size size = WritePreview(output, scan);
-  std::cout << "preview: " << output << " (" << size.width << " x " << size.height << ")" << std::endl;
+  const Preview preview = WritePreview(output, scan);
+  std::cout << "preview: " << output << " (" << preview.image.cols << " x " << preview.image.rows << ")\n"
+            << "texture: " << preview.texture << std::endl;
 }
 
 }  // namespace
 
 Command AddPreviewCommand(CLI::App& app, const GlobalOptions&) {
   auto options = std::make_shared<PreviewOptions>();
-  CLI::App* sub = app.add_subcommand("preview", "Write a PNG with the scan's depth as a colour map beside its texture");
-  sub->add_option("FILE", options->input, "Scan file (.ply, .praw, .zelk)")->required();
+  CLI::App* sub = app.add_subcommand(
+      "preview", "Write a PNG with the scan's depth as a colour map beside its texture, both contrast-stretched");
+  sub->add_option("FILE", options->input, "Scan file (.ply, .praw, .zelk, .obj, .stl, .dae, .fbx)")->required();
   sub->add_option("-o,--output", options->output, "Image to write (default: <FILE stem>_preview.png beside FILE)");
   return {sub, [options] { RunPreview(*options); }};
 }

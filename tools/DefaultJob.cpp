@@ -17,8 +17,9 @@ void RunDefaultJob() {
             << std::endl;
   const CaptureResult result = RunCapture(request);
   const std::string preview = "tavrin-out/preview.png";
-  const cv::Size size = WritePreview(preview, result.lastScan);
-  std::cout << "preview: " << preview << " (" << size.width << " x " << size.height << ", last scan)" << std::endl;
+  const Preview written = WritePreview(preview, result.lastScan);
+  std::cout << "preview: " << preview << " (" << written.image.cols << " x " << written.image.rows << ", last scan)\n"
+            << "texture: " << written.texture << std::endl;
 }
 
 }  // namespace tavrin_tool

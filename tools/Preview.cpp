@@ -10,46 +10,29 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <limits>
 #include <vector>
 
 namespace tavrin_tool {
 namespace {
 
-// Value below which `fraction` of the samples lie (samples are reordered).
-float Percentile(std::vector<float>& samples, double fraction) {
-  const std::size_t k = static_cast<std::size_t>(fraction * static_cast<double>(samples.size() - 1));
-  std::nth_element(samples.begin(), samples.begin() + static_cast<std::ptrdiff_t>(k), samples.end());
-  return samples[k];
-}
+constexpr int kProjectionSide = 1024;
 
-// Maps values into 0..255 between the 1st and 99th percentile of the
-// measured cells, so a few stray points do not flatten the picture.
-cv::Mat Stretch(const cv::Mat& values, const cv::Mat& measured) {
-  std::vector<float> samples;
-  samples.reserve(static_cast<std::size_t>(cv::countNonZero(measured)));
-  for (int y = 0; y < values.rows; ++y) {
-    const float* row = values.ptr<float>(y);
-    const unsigned char* mask = measured.ptr<unsigned char>(y);
-    for (int x = 0; x < values.cols; ++x) {
-      if (mask[x] != 0) samples.push_back(row[x]);
-    }
-  }
-  cv::Mat out(values.size(), CV_8UC1, cv::Scalar(0));
-  if (samples.empty()) return out;
-  const float low = Percentile(samples, 0.01);
-  const float high = Percentile(samples, 0.99);
-  const double scale = high > low ? 255.0 / static_cast<double>(high - low) : 0.0;
-  values.convertTo(out, CV_8UC1, scale, -static_cast<double>(low) * scale);
-  return out;
-}
+// The pixels a preview draws: one point each, with its depth.
+struct Pixels {
+  cv::Size size;
+  std::vector<cv::Point> cells;
+  std::vector<float> depths;
+  std::vector<std::uint32_t> points;  // scan index of each pixel's point
+};
 
-cv::Mat DepthPanel(const zelk::Scan& scan) {
-  const cv::Size size(static_cast<int>(scan.GetWidth()), static_cast<int>(scan.GetHeight()));
-  cv::Mat depth(size, CV_32FC1, cv::Scalar(0));
-  cv::Mat measured(size, CV_8UC1, cv::Scalar(0));
-  // The viewing axis is +Z of the camera in the PhoXi camera convention.
-  const glm::mat3 axes = scan.GetCameraBasis(tavrin::PhoXiCameraSpace);
-  const glm::vec3 forward = axes[2];
+// Organised scans: every point in its grid cell, depth along the camera's
+// viewing axis (+Z of the PhoXi camera convention).
+Pixels GridPixels(const zelk::Scan& scan) {
+  Pixels pixels;
+  pixels.size = cv::Size(static_cast<int>(scan.GetWidth()), static_cast<int>(scan.GetHeight()));
+  const glm::vec3 forward = scan.GetCameraBasis(tavrin::PhoXiCameraSpace)[2];
   const glm::vec3 origin = scan.GetCameraPosition();
   const glm::vec3* positions = scan.GetPositions();
   const std::vector<glm::uvec2>& coords = scan.GetCoords();
@@ -58,10 +41,83 @@ cv::Mat DepthPanel(const zelk::Scan& scan) {
     const glm::uvec2 cell = coords[i];
     const float d = glm::dot(positions[i] - origin, forward);
     if (cell.x >= scan.GetWidth() || cell.y >= scan.GetHeight() || !std::isfinite(d)) continue;
-    depth.at<float>(static_cast<int>(cell.y), static_cast<int>(cell.x)) = d;
-    measured.at<unsigned char>(static_cast<int>(cell.y), static_cast<int>(cell.x)) = 255;
+    pixels.cells.emplace_back(static_cast<int>(cell.x), static_cast<int>(cell.y));
+    pixels.depths.push_back(d);
+    pixels.points.push_back(static_cast<std::uint32_t>(i));
   }
-  cv::Mat grey = Stretch(depth, measured);
+  return pixels;
+}
+
+// Unorganised scans: seen along +Z (x to the right, y down, as a camera
+// image in the PhoXi convention), orthographically; the point nearest the
+// viewer (smallest z) of each pixel is drawn. The longer side has about one
+// pixel per point of a square grid, so the picture has few holes.
+Pixels ProjectedPixels(const zelk::Scan& scan) {
+  const glm::vec3* positions = scan.GetPositions();
+  const std::uint32_t count = scan.GetPointCount();
+  glm::vec3 low(std::numeric_limits<float>::max());
+  glm::vec3 high(std::numeric_limits<float>::lowest());
+  auto finite = [](const glm::vec3& p) { return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z); };
+  for (std::uint32_t i = 0; i < count; ++i) {
+    if (!finite(positions[i])) continue;
+    low = glm::min(low, positions[i]);
+    high = glm::max(high, positions[i]);
+  }
+  Pixels pixels;
+  if (!(low.x <= high.x)) return pixels;
+  const glm::vec3 extent = high - low;
+  const float side = std::clamp(std::sqrt(static_cast<float>(count)), 64.0f, static_cast<float>(kProjectionSide));
+  const float longest = std::max(extent.x, extent.y);
+  const float scale = longest > 0.0f ? (side - 1.0f) / longest : 0.0f;
+  pixels.size = cv::Size(1 + static_cast<int>(extent.x * scale), 1 + static_cast<int>(extent.y * scale));
+  std::vector<std::int64_t> nearest(static_cast<std::size_t>(pixels.size.area()), -1);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    if (!finite(positions[i])) continue;
+    const auto x = static_cast<std::size_t>((positions[i].x - low.x) * scale);
+    const auto y = static_cast<std::size_t>((positions[i].y - low.y) * scale);
+    std::int64_t& winner = nearest[y * static_cast<std::size_t>(pixels.size.width) + x];
+    if (winner < 0 || positions[i].z < positions[winner].z) winner = i;
+  }
+  const auto width = static_cast<std::size_t>(pixels.size.width);
+  for (std::size_t p = 0; p < nearest.size(); ++p) {
+    if (nearest[p] < 0) continue;
+    pixels.cells.emplace_back(static_cast<int>(p % width), static_cast<int>(p / width));
+    pixels.depths.push_back(positions[nearest[p]].z);
+    pixels.points.push_back(static_cast<std::uint32_t>(nearest[p]));
+  }
+  return pixels;
+}
+
+// Value below which `fraction` of the samples lie (samples are reordered).
+float Percentile(std::vector<float>& samples, double fraction) {
+  const std::size_t k = static_cast<std::size_t>(fraction * static_cast<double>(samples.size() - 1));
+  std::nth_element(samples.begin(), samples.begin() + static_cast<std::ptrdiff_t>(k), samples.end());
+  return samples[k];
+}
+
+// The 1st and 99th percentile of the samples, the range shown as 0 to 255.
+struct Stretch {
+  float low = 0.0f;
+  float high = 0.0f;
+  unsigned char Apply(float value) const {
+    if (!(high > low)) return 0;
+    return cv::saturate_cast<unsigned char>(255.0 * (value - low) / (high - low));
+  }
+};
+
+Stretch StretchOf(std::vector<float> samples) {
+  if (samples.empty()) return {};
+  return {Percentile(samples, 0.01), Percentile(samples, 0.99)};
+}
+
+cv::Mat DepthPanel(const Pixels& pixels) {
+  const Stretch stretch = StretchOf(pixels.depths);
+  cv::Mat grey(pixels.size, CV_8UC1, cv::Scalar(0));
+  cv::Mat measured(pixels.size, CV_8UC1, cv::Scalar(0));
+  for (std::size_t i = 0; i < pixels.cells.size(); ++i) {
+    grey.at<unsigned char>(pixels.cells[i]) = stretch.Apply(pixels.depths[i]);
+    measured.at<unsigned char>(pixels.cells[i]) = 255;
+  }
   cv::Mat colour;
   // Turbo runs from blue (near) to red (far).
   cv::applyColorMap(grey, colour, cv::COLORMAP_TURBO);
@@ -69,37 +125,40 @@ cv::Mat DepthPanel(const zelk::Scan& scan) {
   return colour;
 }
 
-cv::Mat TexturePanel(const zelk::Scan& scan) {
-  const cv::Size size(static_cast<int>(scan.GetWidth()), static_cast<int>(scan.GetHeight()));
-  const std::vector<glm::uvec2>& coords = scan.GetCoords();
-  const std::size_t count = std::min<std::size_t>(scan.GetPointCount(), coords.size());
-  if (scan.HasColors()) {
-    cv::Mat image(size, CV_8UC3, cv::Scalar(0, 0, 0));
-    const zelk::Color3f* colors = scan.GetColors();
-    for (std::size_t i = 0; colors != nullptr && i < count; ++i) {
-      const glm::uvec2 cell = coords[i];
-      if (cell.x >= scan.GetWidth() || cell.y >= scan.GetHeight()) continue;
-      image.at<cv::Vec3b>(static_cast<int>(cell.y), static_cast<int>(cell.x)) =
-          cv::Vec3b(cv::saturate_cast<unsigned char>(colors[i].b * 255.0f),
-                    cv::saturate_cast<unsigned char>(colors[i].g * 255.0f),
-                    cv::saturate_cast<unsigned char>(colors[i].r * 255.0f));
+std::string Describe(const char* what, const Stretch& stretch, double unit, int digits) {
+  char text[160];
+  std::snprintf(text, sizeof text, "%s %.*f to %.*f shown as 0 to 255 (1st to 99th percentile)", what, digits,
+                stretch.low * unit, digits, stretch.high * unit);
+  return text;
+}
+
+cv::Mat TexturePanel(const zelk::Scan& scan, const Pixels& pixels, std::string& description) {
+  description = "none";
+  cv::Mat image(pixels.size, CV_8UC3, cv::Scalar(0, 0, 0));
+  if (const zelk::Color3f* colors = scan.GetColors()) {
+    std::vector<float> samples;
+    samples.reserve(3 * pixels.points.size());
+    for (std::uint32_t i : pixels.points) samples.insert(samples.end(), {colors[i].r, colors[i].g, colors[i].b});
+    const Stretch stretch = StretchOf(std::move(samples));
+    for (std::size_t k = 0; k < pixels.points.size(); ++k) {
+      const zelk::Color3f& c = colors[pixels.points[k]];
+      image.at<cv::Vec3b>(pixels.cells[k]) = cv::Vec3b(stretch.Apply(c.b), stretch.Apply(c.g), stretch.Apply(c.r));
     }
+    description = Describe("colour channels (0 to 255)", stretch, 255.0, 0);
     return image;
   }
-  if (scan.HasIntensities()) {
-    cv::Mat values(size, CV_32FC1, cv::Scalar(0));
-    cv::Mat measured(size, CV_8UC1, cv::Scalar(0));
-    const float* intensities = scan.GetIntensities();
-    for (std::size_t i = 0; intensities != nullptr && i < count; ++i) {
-      const glm::uvec2 cell = coords[i];
-      if (cell.x >= scan.GetWidth() || cell.y >= scan.GetHeight() || !std::isfinite(intensities[i])) continue;
-      values.at<float>(static_cast<int>(cell.y), static_cast<int>(cell.x)) = intensities[i];
-      measured.at<unsigned char>(static_cast<int>(cell.y), static_cast<int>(cell.x)) = 255;
+  if (const float* intensities = scan.GetIntensities()) {
+    std::vector<float> samples;
+    samples.reserve(pixels.points.size());
+    for (std::uint32_t i : pixels.points) {
+      if (std::isfinite(intensities[i])) samples.push_back(intensities[i]);
     }
-    cv::Mat grey = Stretch(values, measured);
-    grey.setTo(0, measured == 0);
-    cv::Mat image;
-    cv::cvtColor(grey, image, cv::COLOR_GRAY2BGR);
+    const Stretch stretch = StretchOf(std::move(samples));
+    for (std::size_t k = 0; k < pixels.points.size(); ++k) {
+      const unsigned char level = stretch.Apply(intensities[pixels.points[k]]);
+      image.at<cv::Vec3b>(pixels.cells[k]) = cv::Vec3b(level, level, level);
+    }
+    description = Describe("intensities", stretch, 1.0, 6);
     return image;
   }
   return {};
@@ -107,29 +166,34 @@ cv::Mat TexturePanel(const zelk::Scan& scan) {
 
 }  // namespace
 
-cv::Mat RenderPreview(const zelk::Scan& scan) {
+Preview RenderPreview(const zelk::Scan& scan) {
   if (scan.GetWidth() == 0 || scan.GetHeight() == 0) throw ToolError("the scan has no pixel grid to draw");
-  cv::Mat depth = DepthPanel(scan);
-  cv::Mat texture = TexturePanel(scan);
-  if (texture.empty()) return depth;
-  cv::Mat both;
-  cv::hconcat(depth, texture, both);
-  return both;
+  const Pixels pixels = scan.GetHeight() == 1 ? ProjectedPixels(scan) : GridPixels(scan);
+  if (pixels.size.area() == 0) throw ToolError("the scan has no finite points to draw");
+  Preview preview;
+  const cv::Mat depth = DepthPanel(pixels);
+  const cv::Mat texture = TexturePanel(scan, pixels, preview.texture);
+  if (texture.empty()) {
+    preview.image = depth;
+  } else {
+    cv::hconcat(depth, texture, preview.image);
+  }
+  return preview;
 }
 
-cv::Size WritePreview(const std::string& pngPath, const zelk::Scan& scan) {
+Preview WritePreview(const std::string& pngPath, const zelk::Scan& scan) {
   if (!cv::haveImageWriter(pngPath)) {
     throw ToolError("cannot write preview \"" + pngPath + "\": unknown image type (use .png)");
   }
-  const cv::Mat image = RenderPreview(scan);
+  Preview preview = RenderPreview(scan);
   WriteAtomically(pngPath, "preview", [&](const std::string& temporary) {
     try {
-      return cv::imwrite(temporary, image);
+      return cv::imwrite(temporary, preview.image);
     } catch (const cv::Exception& error) {
       throw ToolError("cannot write preview \"" + pngPath + "\": " + error.msg);
     }
   });
-  return image.size();
+  return preview;
 }
 
 }  // namespace tavrin_tool

@@ -3,7 +3,13 @@
 // colour map (near blue ... far red; unmeasured cells black) on the left, and
 // on the right the colour texture, or else the intensities in grey, when the
 // scan has one. Depth is the distance along the camera's viewing axis, so the
-// picture looks the same whatever space the points are in.
+// picture looks the same whatever space the points are in. An unorganised
+// scan (one row of points, as other programs' files read) has no pixel grid:
+// its points are drawn as seen along +Z (x right, y down; the nearest point
+// per pixel), the longer side at most 1024 pixels.
+//
+// Both panels are contrast-stretched for display: the 1st to 99th percentile
+// of the measured values spans 0 to 255 (texture: all channels together).
 #include <opencv2/core.hpp>
 #include <zelk/Scan.h>
 
@@ -11,11 +17,17 @@
 
 namespace tavrin_tool {
 
-// 8-bit BGR image of the scan's grid height; its width is the grid width,
-// twice that with a texture panel. ToolError when the scan has no grid.
-cv::Mat RenderPreview(const zelk::Scan& scan);
+struct Preview {
+  cv::Mat image;        // 8-bit BGR
+  std::string texture;  // how the texture was stretched, for the user; "none" without one
+};
 
-// Renders and writes a PNG atomically; returns the image size (width, height).
-cv::Size WritePreview(const std::string& pngPath, const zelk::Scan& scan);
+// The picture; the depth panel alone when the scan has no texture. ToolError
+// when there is nothing to draw (no grid; an unorganised scan without finite
+// points).
+Preview RenderPreview(const zelk::Scan& scan);
+
+// Renders and writes a PNG atomically.
+Preview WritePreview(const std::string& pngPath, const zelk::Scan& scan);
 
 }  // namespace tavrin_tool

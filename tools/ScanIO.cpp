@@ -2,9 +2,11 @@
 
 #include "AtomicFile.h"
 #include "Logging.h"
+#include "Texture.h"
 #include "ToolError.h"
 
 #include <tavrin/Files.h>
+#include <tavrin/Spaces.h>
 
 #include <filesystem>
 #include <system_error>
@@ -12,6 +14,24 @@
 namespace fs = std::filesystem;
 
 namespace tavrin_tool {
+namespace {
+
+void LabelSpace(const std::string& path, zelk::Scan& scan, InputSpace space) {
+  if (space == InputSpace::Unstated) return;
+  const utils::SpaceDefinition& label = space == InputSpace::Camera ? tavrin::PhoXiCameraSpace
+                                                                    : tavrin::PhoXiMarkerSpace;
+  if (!scan.HasSpace()) {
+    scan.SetSpace(label);
+    return;
+  }
+  // Relabelling would move nothing yet claim another space: refuse.
+  if (scan.GetSpace()->id != label.id) {
+    throw ToolError("\"" + path + "\" states its space (\"" + scan.GetSpace()->id + "\"); --space " +
+                    (space == InputSpace::Camera ? "camera" : "marker") + " labels only files that do not");
+  }
+}
+
+}  // namespace
 
 ScanFormat OutputFormatOf(const std::string& path, bool allowPraw) {
   const std::string extension = fs::path(path).extension().string();
@@ -27,44 +47,48 @@ ScanFormat OutputFormatOf(const std::string& path, bool allowPraw) {
                   (allowPraw ? ".ply, .zelk or .praw)" : ".ply or .zelk)"));
 }
 
-tavrin::ColorOutput ResolveTexture(TextureChoice choice, const zelk::Scan& scan) {
-  switch (choice) {
-    case TextureChoice::None: return tavrin::ColorOutput::None;
-    case TextureChoice::Intensity: return tavrin::ColorOutput::Intensity;
-    case TextureChoice::Color: return tavrin::ColorOutput::Color;
-    case TextureChoice::Auto: break;
-  }
-  if (scan.HasColors()) return tavrin::ColorOutput::Color;
-  if (scan.HasIntensities()) return tavrin::ColorOutput::Intensity;
-  return tavrin::ColorOutput::None;
-}
-
-void LoadScan(const std::string& path, zelk::Scan& scan) {
+void LoadScan(const std::string& path, zelk::Scan& scan, InputSpace space) {
   std::error_code error;
   const fs::file_status status = fs::status(path, error);
   if (error || !fs::exists(status)) throw ToolError("no such file: \"" + path + "\"");
   if (!fs::is_regular_file(status)) throw ToolError("not a regular file: \"" + path + "\"");
   if (!tavrin::GetFileType(path)) {
-    throw ToolError("cannot read \"" + path + "\": unknown file type (expected .ply, .praw or .zelk)");
+    throw ToolError("cannot read \"" + path +
+                    "\": unknown file type (expected .ply, .praw, .zelk, .obj, .stl, .dae or .fbx)");
   }
   ClearLibraryProblem();
   bool loaded = false;
   try {
     loaded = tavrin::ImportScan(scan, path);
+    if (loaded) RestorePlyColors(path, scan);
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception& e) {
     throw ToolError("cannot read \"" + path + "\": " + e.what());
   }
   if (!loaded) FailWithLibraryReason("cannot read a scan from \"" + path + "\"");
+  LabelSpace(path, scan, space);
 }
 
-void SaveScan(const std::string& path, const zelk::Scan& scan, TextureChoice texture) {
-  OutputFormatOf(path, false);  // refuse what the library cannot write with the tool's own words
+void SaveScan(const std::string& path, const zelk::Scan& scan, const PlyOptions& ply) {
   tavrin::ExportOptions options;
-  options.colorOutput = ResolveTexture(texture, scan);
+  const zelk::Scan* written = &scan;
+  PlyTexture texture;
+  // Refuse what the library cannot write with the tool's own words.
+  if (OutputFormatOf(path, false) == ScanFormat::Ply) {
+    if (!scan.HasSpace()) {
+      throw ToolError("cannot write \"" + path +
+                      "\": the scan has no coordinate space (its file does not say which); give the input one "
+                      "with --space camera or --space marker");
+    }
+    texture = PlanPlyTexture(scan, ply.texture);
+    if (texture.grey) written = &*texture.grey;
+    options.colorOutput = texture.colorOutput;
+    options.unordered = ply.unordered;
+    options.ascii = ply.ascii;
+  }
   WriteAtomically(path, "scan file", [&](const std::string& temporary) {
-    return tavrin::ExportScan(temporary, scan, options);
+    return tavrin::ExportScan(temporary, *written, options);
   });
 }
 

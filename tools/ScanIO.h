@@ -1,7 +1,5 @@
 #pragma once
 // Reading and writing scan files for the subcommands.
-#include <tavrin/ColorOutput.h>
-
 #include <zelk/Scan.h>
 
 #include <string>
@@ -10,21 +8,33 @@ namespace tavrin_tool {
 
 enum class ScanFormat { Ply, Zelk, Praw };
 
-// Texture of a written Photoneo PLY. Auto takes the colours when the scan has
-// them, else the intensities, else none.
+// Texture of a written PLY (policy in Texture.h). Auto takes the colours when
+// the scan has them, else the intensities, else none.
 enum class TextureChoice { Auto, None, Intensity, Color };
+
+// How a ".ply" output is written; ".zelk" files are exact and ignore this.
+struct PlyOptions {
+  TextureChoice texture = TextureChoice::Auto;
+  bool unordered = false;  // measured points only, a plain PLY that is not organised
+  bool ascii = false;
+};
+
+// The space a file that cannot state one is given on reading (--space).
+enum class InputSpace { Unstated, Camera, Marker };
 
 // The format an output path asks for by its extension (case-insensitive).
 // ToolError for any other extension, and for ".praw" unless `allowPraw`.
 ScanFormat OutputFormatOf(const std::string& path, bool allowPraw);
 
-tavrin::ColorOutput ResolveTexture(TextureChoice choice, const zelk::Scan& scan);
+// Any file the library imports (Photoneo PLY, .praw, .zelk, other PLY, OBJ,
+// STL, DAE, FBX), with a Photoneo PLY's colours restored (Texture.h). A scan
+// without a space gets `space`; a file that states another space than
+// `space` is refused. ToolError with the reason when the file is missing, of
+// an unknown type or unreadable.
+void LoadScan(const std::string& path, zelk::Scan& scan, InputSpace space = InputSpace::Unstated);
 
-// Any file the library imports (Photoneo PLY, .praw, .zelk). ToolError with
-// the reason when the file is missing, of an unknown type or unreadable.
-void LoadScan(const std::string& path, zelk::Scan& scan);
-
-// Writes a ".ply" (Photoneo PLY) or ".zelk" file atomically; ToolError on failure.
-void SaveScan(const std::string& path, const zelk::Scan& scan, TextureChoice texture);
+// Writes a ".ply" or ".zelk" file atomically; ToolError on failure, and for a
+// ".ply" of a scan without a space (the error names --space).
+void SaveScan(const std::string& path, const zelk::Scan& scan, const PlyOptions& ply);
 
 }  // namespace tavrin_tool

@@ -7,8 +7,9 @@
 namespace tavrin_tool {
 
 // Prints the banner line (the simulated PhoXi Control's version and the
-// devices it offers: by default the virtual scanner TVR-SIM-0001, a PhoXi
-// Scanner at 1032 x 772; PHOXI_SIM_DEVICES chooses others) once per process.
+// devices it offers: by default the virtual PhoXi Scanner TVR-SIM-0001 at
+// 1032 x 772 with a grey texture and the virtual MotionCam TVR-SIM-0002 at
+// 1120 x 800 in colour; PHOXI_SIM_DEVICES chooses others) once per process.
 // Cheap; call it first in every subcommand.
 void StartSimulatedPhoXiControl();
 

@@ -35,10 +35,17 @@ enum class FileType : std::uint8_t {
   Exr = 12,
 };
 
-// How ExportScan writes a scan.
+// How ExportScan writes a scan. The fields after colorOutput concern ".ply" only.
 struct ExportOptions {
-  // Texture of a Photoneo PLY (".ply"): none, the scan's intensities or its colours.
+  // Texture of a ".ply": none, the scan's intensities (channel 0 of the
+  // texture, which becomes file red) or its colours (red, green, blue as they are).
   ColorOutput colorOutput = ColorOutput::None;
+  // A plain PLY of the measured points alone, for other viewers: no grid
+  // identification, no camera or calibration elements. Such a file is not
+  // organised: it reads back as an N x 1 scan without camera or space.
+  bool unordered = false;
+  // ASCII instead of binary little-endian (same content, several times larger).
+  bool ascii = false;
 };
 
 // The type named by the text after the last "." of the path (the whole path
@@ -63,9 +70,10 @@ TAVRIN_API bool ImportPhoPly(const std::string& path, zelk::Scan& scan);
 // PhoXi convention of its space, with the texture chosen by `colorOutput`;
 // replaces `path`. A failed write of the file itself logs nothing.
 TAVRIN_API bool ExportPhoPly(const std::string& path, const zelk::Scan& scan, ColorOutput colorOutput);
-// Writes the scan in the format its extension names: ".ply" (as ExportPhoPly,
-// with options.colorOutput) or ".zelk" (the scan library's exporter, exact);
-// replaces `path`. Any other type, or a failed write, logs why.
+// Writes the scan in the format its extension names: ".ply" (as ExportPhoPly
+// with options.colorOutput, or as `options` asks: unordered, ASCII) or ".zelk"
+// (the scan library's exporter, exact); replaces `path`. Any other type, or a
+// failed write, logs why.
 TAVRIN_API bool ExportScan(const std::string& path, const zelk::Scan& scan, const ExportOptions& options = {});
 
 }  // namespace tavrin

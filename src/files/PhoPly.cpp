@@ -13,7 +13,6 @@
 #include <tavrin/Files.h>
 
 #include "files/PhoPlyWrite.h"
-#include "files/pho_ply_io/PointCloudWrite.h"
 
 #include <ulog/ulog.h>
 
@@ -31,12 +30,14 @@ bool ImportPhoPly(const std::string& path, zelk::Scan& scan) {
   return PhoPointcloudToZelkScan(scan, cloud);
 }
 
-PhoPlyWriteResult WritePhoPly(const std::string& path, const zelk::Scan& scan, ColorOutput colorOutput) {
+PhoPlyWriteResult WritePhoPly(const std::string& path, const zelk::Scan& scan, ColorOutput colorOutput,
+                              const pho_ply_io::PlyLayout& layout) {
   const std::shared_ptr<pho_ply_io::PointCloud> cloud = ZelkScanToPhoPointCloud(scan, colorOutput);
   if (!cloud) return PhoPlyWriteResult::NotConverted;
   const std::shared_ptr<pho::api::Frame> frame = PhoPointCloudToPhoFrame(*cloud);
   if (!frame) return PhoPlyWriteResult::NotConverted;
-  return pho_ply_io::SavePhoPly(*frame, *cloud, path) ? PhoPlyWriteResult::Written : PhoPlyWriteResult::NotWritten;
+  return pho_ply_io::SavePhoPly(*frame, *cloud, path, layout) ? PhoPlyWriteResult::Written
+                                                              : PhoPlyWriteResult::NotWritten;
 }
 
 bool ExportPhoPly(const std::string& path, const zelk::Scan& scan, ColorOutput colorOutput) {

@@ -3,6 +3,8 @@
 // callers that report it themselves.
 #include <tavrin/ColorOutput.h>
 
+#include "files/pho_ply_io/PointCloudWrite.h"
+
 #include <zelk/Scan.h>
 
 #include <string>
@@ -15,7 +17,9 @@ enum class PhoPlyWriteResult {
   NotWritten,    // the PhoXi writer failed (path, disk); nothing logged
 };
 
-// Scan -> point cloud -> frame -> binary Photoneo PLY at `path`.
-PhoPlyWriteResult WritePhoPly(const std::string& path, const zelk::Scan& scan, ColorOutput colorOutput);
+// Scan -> point cloud -> frame -> PLY at `path` (binary Photoneo PLY unless
+// `layout` asks otherwise).
+PhoPlyWriteResult WritePhoPly(const std::string& path, const zelk::Scan& scan, ColorOutput colorOutput,
+                              const pho_ply_io::PlyLayout& layout = {});
 
 }  // namespace tavrin

@@ -39,7 +39,10 @@ bool ReadPly(zelk::Scan& scan, const std::string& path) {
 }
 
 bool WritePly(const std::string& path, const zelk::Scan& scan, const ExportOptions& options) {
-  switch (WritePhoPly(path, scan, options.colorOutput)) {
+  pho_ply_io::PlyLayout layout;
+  layout.binary = !options.ascii;
+  layout.unordered = options.unordered;
+  switch (WritePhoPly(path, scan, options.colorOutput, layout)) {
     case PhoPlyWriteResult::Written:
       return true;
     case PhoPlyWriteResult::NotConverted:

@@ -27,6 +27,8 @@ inline const std::vector<FuzzTarget>& FuzzTargets() {
       {"rply", "ply", tavrin_fuzz::RunRply, 3000, true, "types-"},
       {"obj_info", "obj_info", tavrin_fuzz::RunObjInfo, 3000, true, nullptr},
       {"zelk_importer", "zelk", tavrin_fuzz::RunZelkImporter, 3000, true, nullptr},
+      // Any PLY with vertices, so RPly's "types-" files too.
+      {"zelk_ply_import", "ply", tavrin_fuzz::RunZelkPlyImport, 3000, true, "types-"},
       {"praw_reader", "praw", tavrin_fuzz::RunPrawReader, 3000, true, nullptr},
       // Small recordings have no recognised sensor resolution, so even valid
       // ones end in a refused conversion; the target checks the road there.

@@ -15,9 +15,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <map>
+#include <numeric>
 #include <random>
 #include <string>
 #include <tuple>
@@ -184,6 +186,8 @@ struct ExportCase {
   const char* file;  // under the scratch directory
   bool written;
   const char* message;  // of the one log line when not written; "%s" is the path
+  bool unordered = false;
+  bool ascii = false;
 };
 
 class ExportScanTest : public ::testing::TestWithParam<ExportCase> {};
@@ -196,6 +200,8 @@ TEST_P(ExportScanTest, WritesByTypeOrSaysWhyNot) {
   tavrin_test::LogCapture log;
   tavrin::ExportOptions options;
   options.colorOutput = ColorOutput::Color;
+  options.unordered = c.unordered;
+  options.ascii = c.ascii;
   ASSERT_EQ(tavrin::ExportScan(path, scan, options), c.written);
   if (!c.written) {
     std::string message = c.message;
@@ -209,13 +215,32 @@ TEST_P(ExportScanTest, WritesByTypeOrSaysWhyNot) {
   zelk::Scan back;
   ASSERT_TRUE(tavrin::ImportScan(back, path));
   EXPECT_EQ(back.GetCoords().size(), scan.GetCoords().size());
-  EXPECT_EQ(back.HasColors(), std::string(c.file).find(".zelk") != std::string::npos);
+  // Only the exact format and the plain point list keep colours as colours;
+  // the Photoneo PLY reading takes an intensity from them.
+  const bool zelk = std::string(c.file).find(".zelk") != std::string::npos;
+  EXPECT_EQ(back.HasColors(), zelk || c.unordered);
+  if (!c.unordered) return;
+  // Measured points in grid order, as an N x 1 scan without space.
+  EXPECT_EQ(back.GetResolution(), glm::uvec2(scan.GetPointCount(), 1));
+  EXPECT_FALSE(back.HasSpace());
+  std::vector<std::uint32_t> gridOrder(scan.GetPointCount());
+  std::iota(gridOrder.begin(), gridOrder.end(), 0u);
+  const std::vector<glm::uvec2>& cells = scan.GetCoords();
+  std::sort(gridOrder.begin(), gridOrder.end(), [&](std::uint32_t a, std::uint32_t b) {
+    return std::tie(cells[a].y, cells[a].x) < std::tie(cells[b].y, cells[b].x);
+  });
+  for (std::uint32_t k = 0; k < back.GetPointCount(); ++k) {
+    EXPECT_EQ(back.GetPositions()[k], scan.GetPositions()[gridOrder[k]]) << k;
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Types, ExportScanTest,
     ::testing::Values(
         ExportCase{"PhotoneoPly", "scan.PLY", true, ""}, ExportCase{"Zelk", "scan.zelk", true, ""},
+        ExportCase{"PhotoneoPlyAscii", "scan.ply", true, "", false, true},
+        ExportCase{"UnorderedPly", "scan.ply", true, "", true, false},
+        ExportCase{"UnorderedPlyAscii", "scan.ply", true, "", true, true},
         ExportCase{"Obj", "scan.obj", false,
                    "Can not export scan to \"%s\". Scans can be written as .zelk or .ply files only."},
         ExportCase{"NoExtension", "scan", false,

@@ -98,14 +98,19 @@ TEST(ImportPhoPly, AMissingFileIsReportedWithItsPath) {
 TEST(ImportScan, APlyThatIsNotPhotoneoGoesToTheScanLibrary) {
   ScratchDir dir;
   // Identification on the fourth line: not a Photoneo PLY, so the scan
-  // library's importer is asked, which does not read PLY.
+  // library's importer reads it as a plain point list, without a space.
   const std::string path = dir.Write(
-      "other.ply", "ply\nformat ascii 1.0\ncomment x\nobj_info Photoneo PLY PointCloud (Width = 1; Height = 1)\n"
-                   "element vertex 1\nproperty float x\nproperty float y\nproperty float z\nend_header\n1 1 1\n");
+      "other.ply", "ply\nformat ascii 1.0\ncomment x\nobj_info Photoneo PLY PointCloud (Width = 2; Height = 1)\n"
+                   "element vertex 2\nproperty float x\nproperty float y\nproperty float z\nend_header\n1 1 1\n"
+                   "0 0 0\n");
   LogCapture log;
   zelk::Scan scan;
-  EXPECT_FALSE(tavrin::ImportScan(scan, path));
+  ASSERT_TRUE(tavrin::ImportScan(scan, path));
   EXPECT_TRUE(log.Empty());
+  EXPECT_EQ(scan.GetResolution(), glm::uvec2(2, 1));
+  ASSERT_EQ(scan.GetPointCount(), 2u);
+  EXPECT_EQ(scan.GetPositions()[1], glm::vec3(0, 0, 0));
+  EXPECT_FALSE(scan.HasSpace());
 }
 
 TEST(ImportScan, ZelkFilesGoToTheScanLibrary) {

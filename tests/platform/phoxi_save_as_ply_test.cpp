@@ -158,11 +158,13 @@ TEST_P(SaveAsPlyEncodingTest, BothEncodingsGiveTheSameValues) {
   EXPECT_TRUE(a.events == b.events);
 }
 
-TEST_P(SaveAsPlyEncodingTest, UnorderedWritesOnlyMeasuredPointsInGridOrder) {
+TEST_P(SaveAsPlyEncodingTest, UnorderedWritesOnlyMeasuredPointsInGridOrderAsAPlainPly) {
   const Frame frame = MakeFrame(4, 3);
   ScratchDir dir;
   const std::string path = dir.File("unordered.ply");
   ASSERT_TRUE(Save(frame, path, GetParam(), false, true));
+  // No grid identification: the vertices are a plain list.
+  EXPECT_EQ(HeaderOf(tavrin_test::ReadFileBytes(path)).find("obj_info"), std::string::npos);
   Columns file = Read(path);
   ASSERT_EQ(file["vertex.x"].size(), 8u);  // 12 cells, every third unmeasured
   int row = 0;

@@ -3,6 +3,17 @@
 // points, normals and texture over the sensor grid, the sensor pose and the
 // calibration in PLY form. Grids are cv::Mat headers: copying a cloud shares
 // the pixel data.
+//
+// Texture channels depend on where the cloud came from. A cloud read from a
+// file holds the file's colours in OpenCV order: channel 0 blue, 1 green,
+// 2 red. A cloud made from a scan (ZelkScanToPhoPointCloud) holds red in
+// channel 0, green in 1, blue in 2 (an intensity texture: the intensity in
+// channel 0, the others 0). PhoPointCloudToPhoFrame copies channels by index
+// (channel 0 to the frame texture's r, which the PhoXi writer stores as file
+// red), and PhoPointcloudToZelkScan takes the intensity from channel 0. So a
+// scan's colours written to a file show true colours in other programs, but
+// a file's texture converted again without its reading being swapped has red
+// and blue exchanged, and its intensity comes from file blue.
 #include <tavrin/Export.h>
 
 #include <glm/glm.hpp>
@@ -34,7 +45,7 @@ public:
   void CountValidPoints();
 
   cv::Mat points;   // CV_32FC3, rows x cols = grid height x width; unorganised: N x 1
-  cv::Mat texture;  // CV_8UC3; read from a file: channel 0 blue, 1 green, 2 red
+  cv::Mat texture;  // CV_8UC3; read from a file: 0 blue, 1 green, 2 red; made from a scan: 0 red, 1 green, 2 blue
   cv::Mat normals;  // CV_32FC3, size of points
   cv::Mat faces;    // CV_32SC3, one row per triangle
   bool hasView = false;

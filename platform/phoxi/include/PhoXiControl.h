@@ -142,13 +142,17 @@ void Reset();
 
 // ---- the devices offered from the start ------------------------------------
 
-// Hardware identification of the built-in virtual scanner.
+// Hardware identifications of the built-in virtual devices.
 inline constexpr const char* kDefaultScannerId = "TVR-SIM-0001";
+inline constexpr const char* kColorScannerId = "TVR-SIM-0002";
 
 // The devices PhoXi Control lists from its first use on. Without the
-// environment variable PHOXI_SIM_DEVICES: one virtual PhoXi Scanner,
+// environment variable PHOXI_SIM_DEVICES: the virtual PhoXi Scanner
 // kDefaultScannerId, named "Virtual PhoXi 3D Scanner M", at 1032 x 772 (binned
-// from 2064 x 1544) with a grey texture. PHOXI_SIM_DEVICES replaces that list:
+// from 2064 x 1544) with a grey texture, listed first, and the virtual
+// MotionCam kColorScannerId, "Virtual MotionCam-3D Color", at 1120 x 800
+// (reduced from 1680 x 1200) with a colour texture. PHOXI_SIM_DEVICES replaces
+// that list:
 // devices separated by ";", each an identification followed by any of
 // ":<W>x<H>" (a recognised resolution), ":grey" or ":colour" (the texture) and
 // ":scanner" or ":motioncam" (the type), as in

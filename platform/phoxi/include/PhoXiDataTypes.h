@@ -182,8 +182,11 @@ public:
     return PhoXiSize();
   }
 
-  // Writes the frame as a "Photoneo PLY PointCloud" file (see the PLY writer
-  // in src/FramePly.cpp for the layout). Returns false when nothing could be
+  // Writes the frame as a "Photoneo PLY PointCloud" file (layout in
+  // src/PlyWriter.h). Colours: TextureRGB's r becomes the file's red, g its
+  // green and b its blue, so a texture holding true colours shows them in any
+  // PLY viewer. Unordered: the measured points alone, as a plain PLY without
+  // the grid identification line. Returns false when nothing could be
   // written (no point cloud, unwritable path).
   bool SaveAsPly(const std::wstring& FilePath, bool BinaryFile = true, bool NormalizeTexture = true,
                  bool StorePointCloud = true, bool StoreNormalMap = false, bool StoreDepthMap = false,

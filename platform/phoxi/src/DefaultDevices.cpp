@@ -11,14 +11,20 @@ namespace {
 
 const char* const kVariable = "PHOXI_SIM_DEVICES";
 
-VirtualDevice BuiltInScanner() {
-  VirtualDevice device;
-  device.HWIdentification = kDefaultScannerId;
-  device.Name = "Virtual PhoXi 3D Scanner M";
-  device.Type = api::PhoXiDeviceType::PhoXiScanner;
-  device.Resolution = api::PhoXiSize(1032, 772);
-  device.Texture = TextureKind::Grey;
-  return device;
+std::vector<VirtualDevice> BuiltInDevices() {
+  VirtualDevice grey;
+  grey.HWIdentification = kDefaultScannerId;
+  grey.Name = "Virtual PhoXi 3D Scanner M";
+  grey.Type = api::PhoXiDeviceType::PhoXiScanner;
+  grey.Resolution = api::PhoXiSize(1032, 772);
+  grey.Texture = TextureKind::Grey;
+  VirtualDevice colour;
+  colour.HWIdentification = kColorScannerId;
+  colour.Name = "Virtual MotionCam-3D Color";
+  colour.Type = api::PhoXiDeviceType::MotionCam3D;
+  colour.Resolution = api::PhoXiSize(1120, 800);
+  colour.Texture = TextureKind::Colour;
+  return {grey, colour};
 }
 
 // "<W>x<H>" -> size; false when the text is no such pair.
@@ -67,7 +73,7 @@ bool ParseEntry(const std::string& entry, VirtualDevice& device, std::string& re
 
 std::vector<VirtualDevice> DefaultDevices() {
   const char* value = std::getenv(kVariable);
-  if (value == nullptr) return {BuiltInScanner()};
+  if (value == nullptr) return BuiltInDevices();
   std::vector<VirtualDevice> devices;
   std::istringstream in(value);
   for (std::string entry; std::getline(in, entry, ';');) {

@@ -81,8 +81,10 @@ void AddFloatProperties(std::string& header, std::initializer_list<const char*> 
 std::string Header(const Options& options, const Columns& columns, const PhoXiSize& size, std::size_t vertices) {
   std::string header = "ply\n";
   header += options.binary ? "format binary_little_endian 1.0\n" : "format ascii 1.0\n";
-  header += "obj_info Photoneo PLY PointCloud ( Width = " + std::to_string(size.Width) +
-            "; Height = " + std::to_string(size.Height) + ")\n";
+  if (!options.unordered) {
+    header += "obj_info Photoneo PLY PointCloud ( Width = " + std::to_string(size.Width) +
+              "; Height = " + std::to_string(size.Height) + ")\n";
+  }
   header += "element vertex " + std::to_string(vertices) + "\n";
   if (columns.points) AddFloatProperties(header, {"x", "y", "z"});
   if (columns.normals) AddFloatProperties(header, {"nx", "ny", "nz"});

@@ -4,7 +4,7 @@
 // Layout, in header order:
 //   ply
 //   format binary_little_endian 1.0      ("format ascii 1.0" when not binary)
-//   obj_info Photoneo PLY PointCloud ( Width = W; Height = H)
+//   obj_info Photoneo PLY PointCloud ( Width = W; Height = H)   (not when unordered)
 //   element vertex N                     (W*H, or the measured points when unordered)
 //   property float x / y / z             point cloud
 //   property float nx / ny / nz          normal map
@@ -35,7 +35,9 @@
 //
 // A map is written when its Store flag is set, it is not empty and it has the
 // point cloud's size; other maps are left out. "Measured" (unordered output)
-// means a point other than (0, 0, 0).
+// means a point other than (0, 0, 0). Unordered output is a plain PLY: its
+// vertices are no grid, so it carries no identification line, and readers
+// (ours included) take it as an unorganised point list.
 //
 // Speed: vertex records are assembled into one reusable interleaved block and
 // written with large fwrite calls; ASCII numbers are formatted with

@@ -1,13 +1,11 @@
 #include <zelk/Importer.h>
 
+#include "ForeignFiles.h"
 #include "ZelkFileFormat.h"
 
-#include <cstdio>
-#include <filesystem>
 #include <istream>
 #include <memory>
 #include <streambuf>
-#include <system_error>
 
 namespace zelk {
 namespace {
@@ -120,10 +118,6 @@ bool DecodeScan(Reader& reader, Scan& scan) {
   return true;
 }
 
-struct FileCloser {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-
 }  // namespace
 
 Importer::Importer() = default;
@@ -152,15 +146,7 @@ bool Importer::LoadMemory(const char* data, std::size_t size) {
 
 bool Importer::LoadFile(const std::string& path) {
   scans_.clear();
-  std::error_code error;
-  if (!std::filesystem::is_regular_file(path, error)) return false;
-  const std::uintmax_t size = std::filesystem::file_size(path, error);
-  if (error) return false;
-  std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rb"));
-  if (!file) return false;
-  std::vector<char> bytes(static_cast<std::size_t>(size));
-  if (std::fread(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) return false;
-  return LoadMemory(bytes.data(), bytes.size());
+  return foreign::LoadFileByType(path, *this, scans_);
 }
 
 std::size_t Importer::GetScanCount() const { return scans_.size(); }
