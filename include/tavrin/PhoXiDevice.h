@@ -3,7 +3,8 @@
 //
 // Threading: any thread may call any method. Instance methods are serialised
 // on one (non-recursive) lock per object; static methods take no lock. A
-// connection-lost callback runs on the object's watchdog thread.
+// connection-lost callback runs on the object's watchdog thread, the only
+// thread the object starts (see AddConnectionLostCallback).
 #include <tavrin/Export.h>
 
 #include <PhoXi.h>
@@ -50,8 +51,9 @@ public:
   };
 
   PhoXiDevice();
-  // Stops the watchdog, then (unless connected with leaveConnected) stops
-  // acquisition, disconnects and detaches a file camera.
+  // Stops the watchdog (see AddConnectionLostCallback), then (unless
+  // connected with leaveConnected) stops acquisition, disconnects and
+  // detaches a file camera while it is connected.
   virtual ~PhoXiDevice();
   PhoXiDevice(const PhoXiDevice&) = delete;
   PhoXiDevice& operator=(const PhoXiDevice&) = delete;
@@ -73,8 +75,11 @@ public:
   // serves GetScan until the next capture. The wait is bounded: at most 10
   // fetches of up to 1 s each, then a warning and false.
   bool ConnectCameraSync(const std::optional<Type>& type, const std::string& id);
+  // Ends the watchdog (keeping its callback), stops acquisition, disconnects
+  // and detaches a file camera. True, with a warning, when there is no handle.
   bool Disconnect();
-  // Disconnects as the destructor does and starts over with a fresh state.
+  // Ends the watchdog and discards its callback, disconnects as the
+  // destructor does and starts over with a fresh state.
   void Reset();
   // Stop / restart acquisition. Without any device handle (never connected,
   // or after Reset) they only log a warning.
@@ -105,32 +110,40 @@ public:
   std::optional<glm::mat4> GetCameraTransform(const utils::SpaceDefinition& space);
   std::optional<PointCloudDimensions> GetPointCloudDimensions();
 
-  // Polls the connection once a second on a watchdog thread and calls
-  // `callback` once, on that thread and without the object's lock held, when
-  // the device is no longer connected (at once if it never connected).
-  // A new registration replaces the previous callback. Disconnect and Reset
-  // end the watchdog; register again after reconnecting. The callback may
-  // call any method of this object (Disconnect, Reset, a new registration)
-  // and may destroy it; destruction on another thread waits for a running
-  // callback to return. The callback should not throw (an exception is
-  // logged and dropped). A connection query that throws on the watchdog
-  // thread counts as a lost connection (logged). When no thread can be
-  // created, this logs a Fail line and no watchdog runs.
+  // Polls the connection once a second on a watchdog thread (the first poll
+  // at once) and calls `callback` once, on that thread and without the
+  // object's lock held, when the device is not connected (at once if it
+  // never connected). A new registration replaces the callback. Disconnect
+  // and Reset end the watchdog; register again after reconnecting.
+  // Called on any other thread, this member, Disconnect, Reset and the
+  // destructor return only after a running callback has returned and the
+  // watchdog thread is joined; the callback must therefore not wait for a
+  // thread that is in one of them on this object. Such a stop wins over the
+  // running callback: a registration it makes meanwhile polls no more.
+  // Inside the callback (which may call any method) they do not wait:
+  // - Disconnect and Reset end the polling when the callback returns;
+  // - a registration polls on, on the same thread, one second later;
+  // - the destructor may run (the callback destroys its object): the thread
+  //   then ends as soon as the callback returns, touching nothing of the
+  //   object, and the library joins it at the next registration on another
+  //   thread (of any object) or when it is unloaded. This is the one case in
+  //   which the thread outlives its object.
+  // An exception from the callback is logged and dropped; a connection query
+  // that throws counts as a lost connection (logged). When no thread can be
+  // created, this logs a Fail line and nothing polls.
   void AddConnectionLostCallback(std::function<void()> callback);
 
 private:
-  struct WatchdogControl;
-  // One poll of the watchdog, on its timer thread: true while connected.
-  bool PollConnection();
-  // Stops the current streamer's watchdog; the watchdog control lock is held.
-  void StopWatchdog();
+  // Stops the watchdog without the object's lock held, waiting for its
+  // thread; returns `watchdogMutex_` locked. Inside the callback it only ends
+  // the polling and returns no lock.
+  std::unique_lock<std::mutex> StopWatchdog();
 
   mutable std::mutex mutex_;
   std::unique_ptr<PhoXiStreamer> streamer_;
-  // Serialises starting and stopping the watchdog with replacing the
-  // streamer, and tracks running connection-lost callbacks (see
-  // PhoXiDeviceWatchdog.cpp). Never null.
-  std::unique_ptr<WatchdogControl> watchdogControl_;
+  // Taken before `mutex_` by the members that stop the watchdog, so that no
+  // other thread starts it again until they are done (see PhoXiDevice.cpp).
+  std::mutex watchdogMutex_;
 };
 
 }  // namespace tavrin

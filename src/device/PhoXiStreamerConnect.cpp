@@ -38,13 +38,10 @@ PhoXiStreamer::~PhoXiStreamer() {
   } catch (...) {
     std::cout << "Tavrin error: Tavrin unable to disconnect from PhoXi Control Application." << std::endl;
   }
-  connectionLostCallback = nullptr;
-  try {
-    watchdog.Stop();
-  } catch (...) {
-    // Only possible on the watchdog's own thread; the timer's destructor
-    // then lets that thread end by itself.
-  }
+  // The callback goes with the watchdog; stopping it here waits for nothing
+  // (the facade stopped it before taking the lock, or this runs inside the
+  // callback itself).
+  watchdog.Stop();
   lastFrame.reset();
   device.Reset();
   factory.reset();
@@ -206,8 +203,8 @@ bool PhoXiStreamer::Disconnect() {
     ulog::Warn("Trying to disconnect a device which is not connected.", kComponent);
     return true;
   }
-  // Bounded even under the device lock: the watchdog's poll never blocks on
-  // that lock (PhoXiDeviceWatchdog.cpp).
+  // Under the device lock this waits for nothing: the facade stopped the
+  // watchdog before taking the lock, or this runs inside its callback.
   watchdog.Stop();
 
   bool stopped = true;
