@@ -151,9 +151,9 @@ bool PhoXiStreamer::ConnectToDevice(const std::string& hardwareId) {
     device = factory->CreateAndConnect(hardwareId, pho::api::PhoXiTimeout::ZeroTimeout);
     if (device) id = device->HardwareIdentification.GetValue();
   } catch (...) {
-    // A throwing connect reports failure even if an older handle is kept.
+    // The handle from before the call, if any, is kept; what follows (the
+    // connection check of ConnectImpl) judges it like any other handle.
     ulog::Warn("PhoXi: Connection to device '" + hardwareId + "' failed. ", kComponent);
-    return false;
   }
   return static_cast<bool>(device);
 }
