@@ -391,7 +391,7 @@ TEST_F(FileLossTest, CameraRemovedFromControlWhileConnected) {
   PhoXiDevice camera;
   ASSERT_TRUE(camera.Connect(PhoXiDevice::FileCamera, file_, false, false));
   const std::string name = camera.GetId();
-  ASSERT_TRUE(IsListed(name));
+  ASSERT_TRUE(IsListed(pho::sim::FileCameraHardwareId(name)));
   // Another client of PhoXi Control removes the camera.
   pho::api::PhoXiFactory other;
   ASSERT_TRUE(other.DetachFileCamera(name));

@@ -53,7 +53,7 @@ TEST_F(FileCameraTest, SingleFileIsNamedAfterTheFileUpToItsFirstDot) {
   EXPECT_TRUE(IsSuffix(counters.LastAttachName.substr(4))) << counters.LastAttachName;
   EXPECT_EQ(counters.LastDetachName, "scan") << "a stale camera of the base name is detached first";
   EXPECT_EQ(counters.LastAttachPaths, std::vector<std::string>{file});
-  EXPECT_EQ(device.GetId(), counters.LastAttachName);
+  EXPECT_EQ(device.GetId(), counters.LastAttachName) << "the id is the PhoXi name, not the hardware identification";
   EXPECT_TRUE(device.IsAcquisitionMode());
 }
 
@@ -152,24 +152,32 @@ TEST_F(FileCameraTest, RefusedAttachIsReported) {
   EXPECT_TRUE(log.Has(Level::Warn, "PhoXi device cannot be created.", "PhoXiDevice"));
 }
 
-TEST_F(FileCameraTest, DisconnectAndDestructionDetachTheCamera) {
+// The two keys differ in PhoXi Control: Disconnect detaches by the hardware
+// identification, destruction of a connected object by Disconnect and then
+// by the PhoXi name it keeps as its id.
+TEST_F(FileCameraTest, DisconnectDetachesByHardwareIdDestructionAlsoByName) {
   const std::string file = Record(dir_.Path() / "take.praw");
+  auto detachKeys = [] { return pho::sim::GetFileCameraCounters().DetachKeys; };
+  std::string first;
+  {
+    PhoXiDevice device;
+    ASSERT_TRUE(device.Connect(PhoXiDevice::FileCamera, file, false, false));
+    first = pho::sim::FileCameraHardwareId(device.GetId());
+    ASSERT_TRUE(IsListed(first));
+    EXPECT_TRUE(device.Disconnect());
+    EXPECT_FALSE(IsListed(first));
+    EXPECT_TRUE(pho::sim::GetCounters(first).LastDisconnectLogOut);
+  }  // disconnected: destruction detaches nothing more
   std::string name;
   {
     PhoXiDevice device;
     ASSERT_TRUE(device.Connect(PhoXiDevice::FileCamera, file, false, false));
     name = device.GetId();
-    ASSERT_TRUE(IsListed(name));
-    EXPECT_TRUE(device.Disconnect());
-    EXPECT_FALSE(IsListed(name));
-    EXPECT_TRUE(pho::sim::GetCounters(name).LastDisconnectLogOut);
   }
-  {
-    PhoXiDevice device;
-    ASSERT_TRUE(device.Connect(PhoXiDevice::FileCamera, file, false, false));
-    name = device.GetId();
-  }
-  EXPECT_FALSE(IsListed(name));
+  const std::string second = pho::sim::FileCameraHardwareId(name);
+  EXPECT_FALSE(IsListed(second));
+  // Each connect first detaches a stale camera of the base name.
+  EXPECT_EQ(detachKeys(), (std::vector<std::string>{"take", first, "take", second, name}));
 }
 
 TEST_F(FileCameraTest, ConnectFileCamerasWhileConnectedChangesNothing) {
