@@ -5,6 +5,28 @@
 // on one (non-recursive) lock per object; static methods take no lock. A
 // connection-lost callback runs on the object's watchdog thread, the only
 // thread the object starts (see AddConnectionLostCallback).
+//
+// File cameras left attached. Each file-camera connect attaches a new camera
+// (the recordings, played by PhoXi Control) under a fresh name. Disconnect
+// detaches it, by its hardware identification, whenever the object holds a
+// handle on it; destruction and Reset detach it only while it is connected
+// (by Disconnect, then once more by its PhoXi name). So a camera stays
+// attached in PhoXi Control after:
+// 1. destroying or resetting the object once the connection was lost;
+// 2. connecting again (ConnectFileCameras, Connect) once it was lost: the
+//    new connection attaches a new camera and forgets the old one;
+// 3. a connect that returned false with a handle that is not connected;
+// 4. a connect that returned false because PhoXi Control gave no handle on
+//    the camera it had just attached;
+// 5. any connection made with type Auto: only a connection made as
+//    FileCamera (Connect with FileCamera, ConnectFileCameras) is detached;
+// 6. destroying an object connected with leaveConnected (as asked).
+// Avoid 1 to 3 by calling Disconnect() after a file-camera connect that
+// returned false and once the connection is lost (IsConnected() false, or
+// the connection-lost callback), before reconnecting, resetting or
+// destroying the object; avoid 5 by connecting recordings as FileCamera.
+// Case 4 cannot be undone through this class (there is no handle to detach
+// by); GetAttachedDevices still lists the camera.
 #include <tavrin/Export.h>
 
 #include <PhoXi.h>
