@@ -8,20 +8,34 @@
 // hits a stall of the machine (page compaction, another process) would
 // otherwise decide a mean of sixteen.
 // The fetch part includes the simulation rendering the frame on demand.
+//
+// Then the delay from a dropped connection to the connection-lost callback
+// while another thread calls GetScan on the same object back to back (each
+// call holds the object's lock for a whole conversion), the drop coming at a
+// random moment of the poll:
+//   RATIO watchdog_loss_delay <longest delay / poll interval> (target 1.5)
 #include <tavrin/Calibration.h>
 #include <tavrin/Conversions.h>
 #include <tavrin/PhoXiDevice.h>
+
+#include "device/ConnectionWatchdog.h"
 
 #include <PhoXiControl.h>
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <mutex>
+#include <optional>
+#include <random>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -159,6 +173,54 @@ public:
   std::map<std::string, double> milliseconds;
 };
 
+// Seconds from each drop to its report; empty when a round failed.
+struct LossDelays {
+  std::vector<double> seconds;
+  long scans = 0;
+  double scanSeconds = 0.0;  // the reader's time over all its GetScan calls
+};
+
+std::optional<LossDelays> MeasureLossDelays(int rounds) {
+  if (!rig || !rig->connected || !CaptureAndFetch()) return std::nullopt;
+  LossDelays result;
+  std::atomic<bool> stop{false};
+  std::thread reader([&] {
+    while (!stop) {
+      zelk::Scan scan;
+      const Clock::time_point start = Clock::now();
+      if (rig->device.GetScan(scan, nullptr)) {
+        result.scanSeconds += Seconds(start, Clock::now());
+        ++result.scans;
+      }
+    }
+  });
+  std::mt19937 random(20240611);
+  std::uniform_int_distribution<int> phaseMs(0, 999);
+  std::mutex mutex;
+  std::condition_variable changed;
+  bool ok = true;
+  for (int round = 0; round < rounds && ok; ++round) {
+    ok = rig->device.Connect(tavrin::PhoXiDevice::Device, kDeviceId, false, false);
+    std::optional<Clock::time_point> reported;
+    rig->device.AddConnectionLostCallback([&] {
+      std::lock_guard<std::mutex> lock(mutex);
+      reported = Clock::now();
+      changed.notify_all();
+    });
+    // The first poll runs at once; the drop falls anywhere in a later period.
+    std::this_thread::sleep_for(std::chrono::milliseconds(1000 + phaseMs(random)));
+    const Clock::time_point dropped = Clock::now();
+    pho::sim::DropConnection(kDeviceId, 0);
+    std::unique_lock<std::mutex> lock(mutex);
+    ok = ok && changed.wait_for(lock, std::chrono::seconds(20), [&] { return reported.has_value(); });
+    if (ok) result.seconds.push_back(Seconds(dropped, *reported));
+  }
+  stop = true;
+  reader.join();
+  if (!ok) return std::nullopt;
+  return result;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -167,6 +229,7 @@ int main(int argc, char** argv) {
   rig = std::make_unique<Rig>();
   RecordingReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
+  const std::optional<LossDelays> delays = MeasureLossDelays(8);
   rig.reset();
   benchmark::Shutdown();
 
@@ -187,5 +250,16 @@ int main(int argc, char** argv) {
     const double median = n % 2 == 1 ? sorted[n / 2] : (sorted[n / 2 - 1] + sorted[n / 2]) / 2.0;
     std::printf("RATIO device_conversion %.3f (target 1.2)\n", median);
   }
+  const double poll = std::chrono::duration<double>(tavrin::ConnectionWatchdog::kDefaultPollInterval).count();
+  if (!delays || delays->seconds.empty()) {
+    std::printf("watchdog: the loss was not reported\n");
+    return 1;
+  }
+  std::vector<double> sorted = delays->seconds;
+  std::sort(sorted.begin(), sorted.end());
+  std::printf("loss to callback     %10.3f ms median, %.3f ms longest of %zu (GetScan %.1f ms each, %ld calls)\n",
+              sorted[sorted.size() / 2] * 1e3, sorted.back() * 1e3, sorted.size(),
+              delays->scans > 0 ? delays->scanSeconds * 1e3 / static_cast<double>(delays->scans) : 0.0, delays->scans);
+  std::printf("RATIO watchdog_loss_delay %.3f (target 1.5)\n", sorted.back() / poll);
   return 0;
 }

@@ -49,8 +49,10 @@ int main() {
   std::printf("connection loss reported after %lld ms; connected: %s\n", static_cast<long long>(waited.count()),
               device.IsConnected() ? "yes" : "no");
 
-  // Start over: a fresh connection works again (register the callback anew if needed).
-  device.Reset();
+  // Start over. Disconnect first: after a loss only Disconnect detaches a
+  // file camera from PhoXi Control (see PhoXiDevice.h); then a fresh
+  // connection works again (register the callback anew if needed).
+  device.Disconnect();
   if (!device.ConnectFirstAttached(false, false) || !device.CaptureScan(scan, {})) {
     std::fprintf(stderr, "reconnecting failed\n");
     return 1;

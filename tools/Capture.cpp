@@ -67,6 +67,24 @@ void Configure(tavrin::PhoXiDevice& device, const CaptureRequest& request) {
   if (request.normals && !device.EnableNormals()) FailWithLibraryReason("cannot enable normals");
 }
 
+// Disconnects on the way out of a failed capture from recordings: a file
+// camera whose connect failed or whose connection was lost is detached from
+// PhoXi Control only by Disconnect, not by destroying the object.
+class DisconnectOnFailure {
+public:
+  DisconnectOnFailure(tavrin::PhoXiDevice& device, bool armed) : device_(device), armed_(armed) {}
+  ~DisconnectOnFailure() {
+    if (armed_) device_.Disconnect();
+  }
+  DisconnectOnFailure(const DisconnectOnFailure&) = delete;
+  DisconnectOnFailure& operator=(const DisconnectOnFailure&) = delete;
+  void Disarm() { armed_ = false; }
+
+private:
+  tavrin::PhoXiDevice& device_;
+  bool armed_;
+};
+
 // In free run the device streams on its own; take the next frame the stream
 // delivers (a new frame index), waiting a bounded time for it.
 bool NextFreeRunScan(tavrin::PhoXiDevice& device, zelk::Scan& scan, std::optional<std::uint64_t>& lastIndex) {
@@ -116,6 +134,7 @@ CaptureResult RunCapture(const CaptureRequest& request) {
   const bool raw = OutputFormatOf(request.output, true) == ScanFormat::Praw;
 
   tavrin::PhoXiDevice device;
+  DisconnectOnFailure onFailure(device, request.source == ScanSource::Files);
   Connect(device, request);
   Configure(device, request);
 
@@ -140,6 +159,7 @@ CaptureResult RunCapture(const CaptureRequest& request) {
     result.lastScan = std::move(scan);
   }
   ClearLibraryProblem();
+  onFailure.Disarm();
   if (!device.Disconnect()) FailWithLibraryReason("cannot disconnect from the device");
   return result;
 }

@@ -3,7 +3,30 @@
 //
 // Threading: any thread may call any method. Instance methods are serialised
 // on one (non-recursive) lock per object; static methods take no lock. A
-// connection-lost callback runs on the object's watchdog thread.
+// connection-lost callback runs on the object's watchdog thread, the only
+// thread the object starts (see AddConnectionLostCallback).
+//
+// File cameras left attached. Each file-camera connect attaches a new camera
+// (the recordings, played by PhoXi Control) under a fresh name. Disconnect
+// detaches it, by its hardware identification, whenever the object holds a
+// handle on it; destruction and Reset detach it only while it is connected
+// (by Disconnect, then once more by its PhoXi name). So a camera stays
+// attached in PhoXi Control after:
+// 1. destroying or resetting the object once the connection was lost;
+// 2. connecting again (ConnectFileCameras, Connect) once it was lost: the
+//    new connection attaches a new camera and forgets the old one;
+// 3. a connect that returned false with a handle that is not connected;
+// 4. a connect that returned false because PhoXi Control gave no handle on
+//    the camera it had just attached;
+// 5. any connection made with type Auto: only a connection made as
+//    FileCamera (Connect with FileCamera, ConnectFileCameras) is detached;
+// 6. destroying an object connected with leaveConnected (as asked).
+// Avoid 1 to 3 by calling Disconnect() after a file-camera connect that
+// returned false and once the connection is lost (IsConnected() false, or
+// the connection-lost callback), before reconnecting, resetting or
+// destroying the object; avoid 5 by connecting recordings as FileCamera.
+// Case 4 cannot be undone through this class (there is no handle to detach
+// by); GetAttachedDevices still lists the camera.
 #include <tavrin/Export.h>
 
 #include <PhoXi.h>
@@ -59,9 +82,9 @@ public:
 
   // Creates the lock and an empty connection state; touches no device.
   PhoXiDevice();
-  // Stops the watchdog (waiting for a running callback on another thread),
-  // then, unless connected with leaveConnected, stops acquisition, disconnects
-  // and detaches a file camera. Blocks for those PhoXi calls.
+  // Stops the watchdog (see AddConnectionLostCallback), then (unless
+  // connected with leaveConnected) stops acquisition, disconnects and
+  // detaches a file camera while it is connected. Blocks for those PhoXi calls.
   virtual ~PhoXiDevice();
   PhoXiDevice(const PhoXiDevice&) = delete;
   PhoXiDevice& operator=(const PhoXiDevice&) = delete;
@@ -100,12 +123,13 @@ public:
   // serves GetScan until the next capture. The wait is bounded: at most 10
   // fetches of up to 1 s each, then a warning and false.
   bool ConnectCameraSync(const std::optional<Type>& type, const std::string& id);
-  // Stops the watchdog, stops acquisition, disconnects and detaches a file
-  // camera; keeps the id, last frame and calibration. True (with a warning)
-  // when nothing was ever connected.
+  // Ends the watchdog (keeping its callback), stops acquisition, disconnects
+  // and detaches a file camera; keeps the id, last frame and calibration.
+  // True, with a warning, when there is no handle.
   bool Disconnect();
-  // Disconnects as the destructor does and starts over with a fresh state
-  // (callback registration and last frame gone); the lock stays the same.
+  // Ends the watchdog and discards its callback, disconnects as the
+  // destructor does and starts over with a fresh state (last frame gone); the
+  // lock stays the same.
   void Reset();
   // Stops acquisition; the next Capture finds the device paused and sends
   // the trigger without reconnecting. No result; a warning without a handle.
@@ -176,32 +200,40 @@ public:
   // not connected, before any capture, or when the device cannot write it.
   bool SaveLastOutput(const std::string& path);
 
-  // Polls the connection once a second on a watchdog thread and calls
-  // `callback` once, on that thread and without the object's lock held, when
-  // the device is no longer connected (at once if it never connected).
-  // A new registration replaces the previous callback. Disconnect and Reset
-  // end the watchdog; register again after reconnecting. The callback may
-  // call any method of this object (Disconnect, Reset, a new registration)
-  // and may destroy it; destruction on another thread waits for a running
-  // callback to return. The callback should not throw (an exception is
-  // logged and dropped). A connection query that throws on the watchdog
-  // thread counts as a lost connection (logged). When no thread can be
-  // created, this logs a Fail line and no watchdog runs.
+  // Polls the connection once a second on a watchdog thread (the first poll
+  // at once) and calls `callback` once, on that thread and without the
+  // object's lock held, when the device is not connected (at once if it
+  // never connected). A new registration replaces the callback. Disconnect
+  // and Reset end the watchdog; register again after reconnecting.
+  // Called on any other thread, this member, Disconnect, Reset and the
+  // destructor return only after a running callback has returned and the
+  // watchdog thread is joined; the callback must therefore not wait for a
+  // thread that is in one of them on this object. Such a stop wins over the
+  // running callback: a registration it makes meanwhile polls no more.
+  // Inside the callback (which may call any method) they do not wait:
+  // - Disconnect and Reset end the polling when the callback returns;
+  // - a registration polls on, on the same thread, one second later;
+  // - the destructor may run (the callback destroys its object): the thread
+  //   then ends as soon as the callback returns, touching nothing of the
+  //   object, and the library joins it at the next registration on another
+  //   thread (of any object) or when it is unloaded. This is the one case in
+  //   which the thread outlives its object.
+  // An exception from the callback is logged and dropped; a connection query
+  // that throws counts as a lost connection (logged). When no thread can be
+  // created, this logs a Fail line and nothing polls.
   void AddConnectionLostCallback(std::function<void()> callback);
 
 private:
-  struct WatchdogControl;
-  // One poll of the watchdog, on its timer thread: true while connected.
-  bool PollConnection();
-  // Stops the current streamer's watchdog; the watchdog control lock is held.
-  void StopWatchdog();
+  // Stops the watchdog without the object's lock held, waiting for its
+  // thread; returns `watchdogMutex_` locked. Inside the callback it only ends
+  // the polling and returns no lock.
+  std::unique_lock<std::mutex> StopWatchdog();
 
   mutable std::mutex mutex_;
   std::unique_ptr<PhoXiStreamer> streamer_;
-  // Serialises starting and stopping the watchdog with replacing the
-  // streamer, and tracks running connection-lost callbacks (see
-  // PhoXiDeviceWatchdog.cpp). Never null.
-  std::unique_ptr<WatchdogControl> watchdogControl_;
+  // Taken before `mutex_` by the members that stop the watchdog, so that no
+  // other thread starts it again until they are done (see PhoXiDevice.cpp).
+  std::mutex watchdogMutex_;
 };
 
 }  // namespace tavrin

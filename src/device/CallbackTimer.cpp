@@ -15,20 +15,6 @@
 #endif
 
 namespace tavrin {
-
-// Everything the timer thread reads lives here rather than in the timer, and
-// the thread holds its own reference: a thread released from its timer (or a
-// timer destroyed from inside its task) therefore never reads freed memory.
-struct CallbackTimer::State {
-  std::atomic<bool> running{false};
-
-  std::mutex mutex;  // guards the fields below
-  std::condition_variable wake;
-  bool stopRequested = false;
-  bool released = false;
-  std::thread thread;
-};
-
 namespace {
 
 // Longest single wait; a longer interval is cut to this (no clock overflow).
@@ -84,124 +70,67 @@ bool RunTask(const std::function<bool()>& task) {
 
 }  // namespace
 
-CallbackTimer::~CallbackTimer() {
-  std::shared_ptr<State> state;
-  {
-    std::lock_guard<std::mutex> lock(control_);
-    state = state_;
-  }
-  if (!state) return;
-  {
-    std::lock_guard<std::mutex> lock(state->mutex);
-    if (state->thread.joinable() && state->thread.get_id() == std::this_thread::get_id()) {
-      // Destroyed from inside its own task: joining is impossible, so let the
-      // thread finish on its own; it keeps the state alive.
-      state->thread.detach();
-      state->released = true;
-      state->stopRequested = true;
-      state->running = false;
-      return;
-    }
-  }
-  StopState(state);
+CallbackTimer::~CallbackTimer() { Stop(); }
+
+void CallbackTimer::Start(std::int64_t intervalSeconds, std::function<bool()> task) {
+  const std::int64_t seconds = std::clamp<std::int64_t>(intervalSeconds, 0, kMaxIntervalSeconds);
+  Start(std::chrono::milliseconds(seconds * 1000), std::move(task));
 }
 
-CallbackTimer::State*& CallbackTimer::Current() {
-  // Set for the whole run of a timer thread, which also holds the state alive.
-  static thread_local State* current = nullptr;
-  return current;
-}
-
-void CallbackTimer::StopState(const std::shared_ptr<State>& state) {
-  if (!state) return;
-  std::thread thread;
-  {
-    std::lock_guard<std::mutex> lock(state->mutex);
-    if (state->thread.joinable() && state->thread.get_id() == std::this_thread::get_id()) {
-      throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur),
-                              "CallbackTimer::Stop called from its own thread");
-    }
-    state->running = false;
-    state->stopRequested = true;
-    thread = std::move(state->thread);
+void CallbackTimer::Start(std::chrono::milliseconds interval, std::function<bool()> task) {
+  Stop();
+  const std::chrono::milliseconds wait = std::min(interval, std::chrono::milliseconds(kMaxIntervalSeconds * 1000));
+  std::lock_guard<std::mutex> lock(mutex_);
+  stopRequested_ = false;
+  running_ = true;
+  try {
+    // Created under the lock, so that OnTimerThread() on the new thread can
+    // only run once its handle is stored.
+    thread_ = std::thread(&CallbackTimer::Run, this, wait, std::move(task));
+    threadId_ = thread_.get_id();
+  } catch (...) {
+    running_ = false;
+    throw;
   }
-  // Wake the thread at once instead of letting it finish its interval.
-  state->wake.notify_all();
-  if (thread.joinable()) thread.join();
 }
 
 void CallbackTimer::Stop() {
-  std::shared_ptr<State> state;
+  std::thread finished;
   {
-    std::lock_guard<std::mutex> lock(control_);
-    state = state_;
-  }
-  StopState(state);
-}
-
-void CallbackTimer::Start(std::int64_t intervalSeconds, std::function<bool()> task) {
-  Stop();
-
-  auto fresh = std::make_shared<State>();
-  fresh->running = true;
-  std::shared_ptr<State> previous;
-  {
-    std::lock_guard<std::mutex> lock(control_);
-    {
-      // Held while the handle is stored, so that the new thread cannot release
-      // itself before its handle exists.
-      std::lock_guard<std::mutex> stateLock(fresh->mutex);
-      fresh->thread = std::thread(&CallbackTimer::Run, fresh, intervalSeconds, std::move(task));
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (threadId_ != std::thread::id() && threadId_ == std::this_thread::get_id()) {
+      throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur),
+                              "CallbackTimer::Stop called from its own thread");
     }
-    previous = std::exchange(state_, fresh);
+    running_ = false;
+    stopRequested_ = true;
+    finished = std::move(thread_);
   }
-  // Normally already stopped above; a concurrent Start may have put its own
-  // thread in between, which this replaces.
-  StopState(previous);
+  // Wakes the thread at once instead of letting it sleep out its interval.
+  wake_.notify_all();
+  if (!finished.joinable()) return;
+  finished.join();
+  std::lock_guard<std::mutex> lock(mutex_);
+  threadId_ = std::thread::id();
 }
 
-bool CallbackTimer::IsRunning() const {
-  std::lock_guard<std::mutex> lock(control_);
-  return state_ && state_->running.load();
+bool CallbackTimer::IsRunning() const { return running_.load(); }
+
+bool CallbackTimer::OnTimerThread() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return threadId_ != std::thread::id() && threadId_ == std::this_thread::get_id();
 }
 
-void CallbackTimer::Run(std::shared_ptr<State> state, std::int64_t intervalSeconds, std::function<bool()> task) {
+void CallbackTimer::Run(std::chrono::milliseconds interval, std::function<bool()> task) {
   NameThread("CallbackTimer_thread");
-  Current() = state.get();
-  const std::chrono::seconds interval(std::min(intervalSeconds, kMaxIntervalSeconds));
-
-  while (state->running.load()) {
+  while (running_.load()) {
     // Only a false result is stored: a true one must not undo a Stop() that
     // came in while the task ran.
-    if (!RunTask(task)) state->running = false;
-
-    std::unique_lock<std::mutex> lock(state->mutex);
-    if (state->released || state->stopRequested) break;
-    if (intervalSeconds >= 1) {
-      state->wake.wait_for(lock, interval, [&] { return state->stopRequested || state->released; });
-      if (state->released || state->stopRequested) break;
-    }
+    if (!RunTask(task)) running_ = false;
+    if (interval.count() <= 0) continue;
+    std::unique_lock<std::mutex> lock(mutex_);
+    if (wake_.wait_for(lock, interval, [this] { return stopRequested_; })) break;
   }
-  Current() = nullptr;
-}
-
-bool CallbackTimer::ReleaseCurrentThread() {
-  State* state = Current();
-  if (state == nullptr) return false;
-  std::lock_guard<std::mutex> lock(state->mutex);
-  if (state->stopRequested) return false;
-  if (state->thread.joinable()) state->thread.detach();
-  state->released = true;
-  state->running = false;
-  return true;
-}
-
-bool CallbackTimer::WaitOnCurrentThread(std::chrono::milliseconds duration) {
-  State* state = Current();
-  if (state == nullptr) return false;
-  std::unique_lock<std::mutex> lock(state->mutex);
-  state->wake.wait_for(lock, duration, [&] { return state->stopRequested; });
-  return !state->stopRequested;
 }
 
 }  // namespace tavrin

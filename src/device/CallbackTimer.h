@@ -2,18 +2,16 @@
 // Periodic runner: runs a task on a thread of its own, at once and then once
 // per interval, until the task returns false or the timer is stopped.
 //
-// Threading: Start, Stop and Release may be called from any thread,
-// concurrently; the timer serialises them internally. Stop waits for the
-// timer thread, so its caller must not hold a lock that the task blocks on.
-// The task itself may end its thread's tie to the timer with
-// ReleaseCurrentThread() (see below) and may then do anything with its owner,
-// including stopping, restarting or destroying the timer.
+// Threading: Start and Stop are called by the timer's owner, one at a time
+// (they do not race each other); IsRunning and OnTimerThread may be called
+// from any thread at any time. Stop waits for the timer thread, so its caller
+// must not hold a lock that the task blocks on. The thread is always joined,
+// never detached: by Stop, by the next Start, or by the destructor.
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -22,60 +20,51 @@ namespace tavrin {
 class CallbackTimer {
 public:
   CallbackTimer() = default;
-  // Stops and joins the thread; on the timer's own thread it releases it
-  // instead (the thread then ends when its current run returns).
+  // Stop(). Destroying the timer from inside its own task is a programming
+  // error that ends the process (the thread cannot join itself).
   ~CallbackTimer();
   CallbackTimer(const CallbackTimer&) = delete;
   CallbackTimer& operator=(const CallbackTimer&) = delete;
 
-  // Stops any earlier thread (running, or finished but not joined), then runs
-  // `task` on a new thread named "CallbackTimer_thread" (shortened to the
-  // 15 characters "CallbackTimer_t" on Linux, whose thread names hold 16 bytes
-  // with the terminator). The task runs at once, then every
-  // `intervalSeconds` seconds while it returns true; an interval below 1
-  // waits no time between runs. After a false result the thread waits one
-  // more interval (cut short by Stop) and ends. The task should not throw: an
+  // Stop(), so an earlier thread (running, or finished but not joined) is
+  // joined first; then runs `task` on a new thread named
+  // "CallbackTimer_thread" (cut to the 15 characters "CallbackTimer_t" on
+  // Linux, whose thread names hold 16 bytes with the terminator). The task
+  // runs at once, then every interval while it returns true; an interval
+  // below 1 (second or millisecond) waits no time between runs. After a false
+  // result the thread sleeps one more interval (cut short by Stop) and ends;
+  // it is joined by the next Stop or Start. The task should not throw: an
   // exception leaving it is logged (Fail, "tavrin::CallbackTimer") and counts
-  // as a false result. Throws like Stop() when called from the timer's own,
-  // unreleased thread, and std::system_error when no thread can be created
-  // (the timer is then idle).
+  // as a false result. Throws like Stop() from inside the task, and
+  // std::system_error when no thread can be created (the timer stays idle).
   void Start(std::int64_t intervalSeconds, std::function<bool()> task);
+  void Start(std::chrono::milliseconds interval, std::function<bool()> task);
 
-  // Clears the running flag, wakes the thread at once if it is waiting, and
-  // joins it. No-op on an idle timer or one whose thread was released.
+  // Clears the running flag, wakes the thread at once if it sleeps, and joins
+  // it (after a run of the task in progress returns). No-op on an idle timer.
   // Throws std::system_error(resource_deadlock_would_occur) when called from
-  // inside the task of an unreleased thread (it would join itself).
+  // inside the task, and std::system_error(no_such_process) if the join fails.
   void Stop();
 
-  // True while the thread should keep going (started, not stopped, the task
-  // has not yet returned false).
+  // True while the thread should keep going: started, not stopped, and the
+  // task has not returned false.
   bool IsRunning() const;
-
-  // --- for use by a task, on its own timer thread ---
-
-  // Detaches the calling timer thread from its timer, so that no Stop() or
-  // Start() waits for it any more; the thread ends as soon as the current run
-  // of the task returns. Returns false, and changes nothing, when the calling
-  // thread is no timer thread or its timer has already been told to stop:
-  // the owner is then waiting for this run to end and the task should return
-  // promptly without further side effects.
-  static bool ReleaseCurrentThread();
-  // Waits up to `duration` on the calling timer thread, waking at once when
-  // its timer is stopped. Returns false when the timer has been stopped (or
-  // the caller is no timer thread), true when the time simply passed.
-  static bool WaitOnCurrentThread(std::chrono::milliseconds duration);
+  // True when called on this timer's thread (from inside its task).
+  bool OnTimerThread() const;
 
 private:
-  struct State;
-  // The state of the timer whose thread is the calling thread, or null.
-  static State*& Current();
-  static void Run(std::shared_ptr<State> state, std::int64_t intervalSeconds, std::function<bool()> task);
-  static void StopState(const std::shared_ptr<State>& state);
+  void Run(std::chrono::milliseconds interval, std::function<bool()> task);
 
-  // Guards `state_` (the pointer, not what it points to).
-  mutable std::mutex control_;
-  // Shared with the thread, so a released thread never touches the timer.
-  std::shared_ptr<State> state_;
+  // Written by the owner (Start, Stop) and by the timer thread (a false task
+  // result).
+  std::atomic<bool> running_{false};
+  mutable std::mutex mutex_;  // guards the two fields below
+  std::condition_variable wake_;
+  bool stopRequested_ = false;
+  std::thread thread_;
+  // The thread's id until it is joined; Stop moves `thread_` out before it
+  // joins, and the task may ask OnTimerThread meanwhile.
+  std::thread::id threadId_;
 };
 
 }  // namespace tavrin

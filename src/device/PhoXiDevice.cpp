@@ -1,50 +1,92 @@
-// The exported device class: one lock around a PhoXiStreamer.
+// The exported device class: one lock around a PhoXiStreamer, and the order
+// in which the connection-lost watchdog (ConnectionWatchdog.h) is stopped.
 //
-// Lock discipline (see also PhoXiDeviceWatchdog.cpp):
+// Locks, always taken in this order:
+// - `watchdogMutex_` serialises, among threads other than the watchdog's own,
+//   the members that stop or start the watchdog or replace the streamer:
+//   AddConnectionLostCallback, Disconnect, Reset and the destructor.
 // - `mutex_` serialises every instance method and guards the streamer.
-// - The watchdog control lock is taken before `mutex_` (never after it) by
-//   the members that start or stop the watchdog or replace the streamer:
-//   AddConnectionLostCallback, Disconnect, Reset and the destructor. The
-//   streamer pointer is replaced only with both held, so either one makes
-//   reading it safe.
-// - The watchdog is stopped before `mutex_` is taken. Stopping it under
-//   `mutex_` (the streamer's own Disconnect and destructor do so) is only a
-//   no-op then, and would be harmless anyway: the watchdog's poll never
-//   blocks on `mutex_`, and a thread that runs the caller's callback is no
-//   longer waited for.
+// Each of the four stops the watchdog, and so waits for a running callback
+// and joins the watchdog thread, before it takes `mutex_`: the callback may
+// call any method, and the poll takes `mutex_` to ask IsConnected. Holding
+// `watchdogMutex_` from that stop until `mutex_` is held keeps any other
+// thread from starting the watchdog again in between, so the stops the
+// streamer makes under `mutex_` (its Disconnect, its destruction) find it
+// idle and never wait.
+//
+// Inside the callback (on the watchdog thread) the four neither take
+// `watchdogMutex_` nor wait: another thread holding it may be waiting for
+// this very callback. The watchdog then only ends the polling when the
+// callback returns (ConnectionWatchdog::Stop). The streamer is replaced there
+// only by Reset, which hands the running thread to the new streamer's
+// watchdog, so the one watchdog thread always belongs to the current
+// streamer and another thread's stop always finds it.
 #include <tavrin/PhoXiDevice.h>
 
-#include "device/PhoXiDeviceWatchdog.h"
 #include "device/PhoXiStreamer.h"
+
+#include <ulog/ulog.h>
+
+#include <string>
+#include <system_error>
 
 namespace tavrin {
 
-PhoXiDevice::PhoXiDevice()
-    : streamer_(std::make_unique<PhoXiStreamer>()), watchdogControl_(std::make_unique<WatchdogControl>()) {}
+PhoXiDevice::PhoXiDevice() : streamer_(std::make_unique<PhoXiStreamer>()) {}
 
 PhoXiDevice::~PhoXiDevice() {
-  for (;;) {
-    {
-      std::lock_guard<std::mutex> control(watchdogControl_->mutex);
-      StopWatchdog();
-    }
-    // A callback running on another thread may still use this object; wait
-    // for it without any lock held, since it may call any method.
-    watchdogControl_->WaitForCallbacks(this);
-    std::lock_guard<std::mutex> control(watchdogControl_->mutex);
-    // That callback may have registered again meanwhile: start over then.
-    if (streamer_->watchdog.IsRunning() || watchdogControl_->OtherCallbacksRunning(this)) continue;
+  const std::unique_lock<std::mutex> stopped = StopWatchdog();
+  std::lock_guard<std::mutex> lock(mutex_);
+  streamer_.reset();  // stops acquisition and disconnects unless leaveConnected
+}
+
+std::unique_lock<std::mutex> PhoXiDevice::StopWatchdog() {
+  {
     std::lock_guard<std::mutex> lock(mutex_);
-    streamer_.reset();  // stops acquisition and disconnects unless leaveConnected
-    return;
+    ConnectionWatchdog& watchdog = streamer_->Watchdog();
+    if (watchdog.OnWatchdogThread()) {
+      watchdog.Stop();  // ends the polling once the callback returns
+      return {};
+    }
+  }
+  std::unique_lock<std::mutex> serialised(watchdogMutex_);
+  std::shared_ptr<ConnectionWatchdog::State> state;
+  {
+    // Read under the lock: a callback running now may replace the streamer
+    // (Reset), taking the watchdog state along.
+    std::lock_guard<std::mutex> lock(mutex_);
+    state = streamer_->Watchdog().Share();
+  }
+  ConnectionWatchdog::Stop(state);
+  return serialised;
+}
+
+void PhoXiDevice::AddConnectionLostCallback(std::function<void()> callback) {
+  std::unique_lock<std::mutex> stopped = StopWatchdog();
+  std::lock_guard<std::mutex> lock(mutex_);
+  // Another registration may stop the new thread as soon as it is started;
+  // and `mutex_` must be the last thing this call touches: the new poll takes
+  // it first, and its callback may destroy the object.
+  if (stopped.owns_lock()) stopped.unlock();
+  try {
+    // Waits for nothing, even under the lock: the earlier thread is joined
+    // (or, inside the callback, polls on).
+    streamer_->Watchdog().Start(std::move(callback), [this] { return IsConnected(); });
+  } catch (const std::system_error& error) {
+    // No thread to poll on (the system is out of threads). The caller has no
+    // result to look at, so the log line is the report; the callback stays
+    // stored and a later registration tries again.
+    ulog::Fail(std::string("Can not start the connection watchdog: ") + error.what(), "PhoXiDevice");
   }
 }
 
 void PhoXiDevice::Reset() {
-  std::lock_guard<std::mutex> control(watchdogControl_->mutex);
-  StopWatchdog();
+  const std::unique_lock<std::mutex> stopped = StopWatchdog();
   auto fresh = std::make_unique<PhoXiStreamer>();
   std::lock_guard<std::mutex> lock(mutex_);
+  // Discards the callback. Inside the callback the thread running it moves to
+  // the new streamer, which joins it in turn; otherwise it is joined already.
+  fresh->Watchdog().TakeOver(streamer_->Watchdog());
   std::swap(streamer_, fresh);
   fresh.reset();  // the old streamer, destroyed as the destructor does
 }
@@ -71,8 +113,7 @@ bool PhoXiDevice::ConnectCameraSync(const std::optional<Type>& type, const std::
 }
 
 bool PhoXiDevice::Disconnect() {
-  std::lock_guard<std::mutex> control(watchdogControl_->mutex);
-  StopWatchdog();
+  const std::unique_lock<std::mutex> stopped = StopWatchdog();
   std::lock_guard<std::mutex> lock(mutex_);
   return streamer_->Disconnect();
 }

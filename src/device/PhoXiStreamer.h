@@ -4,13 +4,15 @@
 // PhoXiStreamerFileCamera.cpp), triggering and frame retrieval
 // (PhoXiStreamerAcquire.cpp, PhoXiStreamerTransform.cpp).
 //
-// Threading: not thread-safe. Every operation and every field except
-// `watchdog` is used only with the owning PhoXiDevice's lock held; `watchdog`
-// synchronises itself. Destroy it with that lock held too.
+// Threading: not thread-safe. Every operation, every field and the watchdog
+// are used only with the owning PhoXiDevice's lock held; destroy it with that
+// lock held too. The facade stops the watchdog (waiting for its thread)
+// before it takes the lock for Disconnect or destruction, so the stops made
+// here under the lock never wait (see PhoXiDevice.cpp).
 // Errors: results and ulog lines, component "PhoXiDevice" unless noted;
 // exceptions of the PhoXi API pass through (except while connecting a
 // hardware device by its identifier).
-#include "device/CallbackTimer.h"
+#include "device/ConnectionWatchdog.h"
 
 #include <tavrin/PhoXiDevice.h>
 
@@ -33,8 +35,9 @@ public:
 
   PhoXiStreamer() = default;
   // Stops acquisition and, unless connected with leaveConnected, disconnects
-  // and detaches a file camera; then stops the watchdog. Prints
-  // "Tavrin error: ..." to standard output when the disconnect fails.
+  // and detaches a file camera; then discards the connection-lost callback
+  // and stops the watchdog. Prints "Tavrin error: ..." to standard output
+  // when the disconnect fails.
   ~PhoXiStreamer();
   PhoXiStreamer(const PhoXiStreamer&) = delete;
   PhoXiStreamer& operator=(const PhoXiStreamer&) = delete;
@@ -54,9 +57,9 @@ public:
   // Connects in free run and waits for a first successful frame, at most
   // kInitFrameAttempts fetches of kInitFrameTimeoutMs each.
   bool ConnectCameraSync(const std::optional<Type>& type, const std::string& id);
-  // Stops the watchdog (waits for its thread; see PhoXiDevice.cpp for why
-  // that is safe under the device lock), stops acquisition, disconnects and
-  // detaches a file camera. Keeps id, type, device, frame and calibration.
+  // Stops the watchdog, stops acquisition, disconnects and detaches a file
+  // camera (by its hardware identification). Keeps id, type, device, frame,
+  // calibration and the connection-lost callback.
   bool Disconnect();
 
   bool IsConnected() const;
@@ -90,7 +93,10 @@ public:
   static constexpr int kInitFrameAttempts = 10;
   static constexpr int kInitFrameTimeoutMs = 1000;
 
-  // --- fields (the facade's watchdog uses the last two) ---
+  // The connection-lost watchdog with its callback (PhoXiDevice drives it).
+  ConnectionWatchdog& Watchdog() { return watchdog; }
+
+  // --- fields ---
   std::string id;
   std::optional<Type> type;
   std::unique_ptr<pho::api::PhoXiFactory> factory;
@@ -100,10 +106,10 @@ public:
   std::shared_ptr<pho::api::Frame> lastFrame;
   bool leaveConnected = false;
   Mode mode = PhoXiDevice::Unknown;
-  CallbackTimer watchdog;
-  std::function<void()> connectionLostCallback;
 
 private:
+  ConnectionWatchdog watchdog;
+
   // Manual: the kept frame, else the pending triggered one. Streaming: the
   // next frame while acquiring. False when there is nothing to fetch.
   bool FetchFrame(bool manual);

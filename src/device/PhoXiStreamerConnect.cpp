@@ -38,13 +38,10 @@ PhoXiStreamer::~PhoXiStreamer() {
   } catch (...) {
     std::cout << "Tavrin error: Tavrin unable to disconnect from PhoXi Control Application." << std::endl;
   }
-  connectionLostCallback = nullptr;
-  try {
-    watchdog.Stop();
-  } catch (...) {
-    // Only possible on the watchdog's own thread; the timer's destructor
-    // then lets that thread end by itself.
-  }
+  // The callback goes with the watchdog; stopping it here waits for nothing
+  // (the facade stopped it before taking the lock, or this runs inside the
+  // callback itself).
+  watchdog.Stop();
   lastFrame.reset();
   device.Reset();
   factory.reset();
@@ -154,9 +151,9 @@ bool PhoXiStreamer::ConnectToDevice(const std::string& hardwareId) {
     device = factory->CreateAndConnect(hardwareId, pho::api::PhoXiTimeout::ZeroTimeout);
     if (device) id = device->HardwareIdentification.GetValue();
   } catch (...) {
-    // A throwing connect reports failure even if an older handle is kept.
+    // The handle from before the call, if any, is kept; what follows (the
+    // connection check of ConnectImpl) judges it like any other handle.
     ulog::Warn("PhoXi: Connection to device '" + hardwareId + "' failed. ", kComponent);
-    return false;
   }
   return static_cast<bool>(device);
 }
@@ -206,8 +203,8 @@ bool PhoXiStreamer::Disconnect() {
     ulog::Warn("Trying to disconnect a device which is not connected.", kComponent);
     return true;
   }
-  // Bounded even under the device lock: the watchdog's poll never blocks on
-  // that lock (PhoXiDeviceWatchdog.cpp).
+  // Under the device lock this waits for nothing: the facade stopped the
+  // watchdog before taking the lock, or this runs inside its callback.
   watchdog.Stop();
 
   bool stopped = true;

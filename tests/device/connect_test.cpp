@@ -312,6 +312,19 @@ TEST_F(DiscoveryTest, ConnectionStatusOfEachKindOfDevice) {
   EXPECT_EQ(PhoXiDevice::GetDeviceConnectionStatus(std::string("SIM-READY\0", 10)), PhoXiDevice::NotFound);
 }
 
+TEST_F(DiscoveryTest, StaticQueriesListWithoutRefreshConnectingRefreshes) {
+  auto flags = [] { return pho::sim::GetControlCounters().DeviceListRefresh; };
+  PhoXiDevice::GetAttachedDevices();
+  PhoXiDevice::GetReadyDevices();  // lists once, then once per device
+  PhoXiDevice::GetDeviceConnectionStatus("SIM-READY");
+  EXPECT_EQ(flags(), std::vector<bool>(6, false));
+  PhoXiDevice device;
+  ASSERT_TRUE(device.Connect(PhoXiDevice::Device, "SIM-ATTACHED", false, false));
+  std::vector<bool> expected(6, false);
+  expected.insert(expected.end(), 2, true);  // the connect sequence, then the lookup by identifier
+  EXPECT_EQ(flags(), expected);
+}
+
 TEST_F(DiscoveryTest, StoppedControlAnswersWithoutDevices) {
   pho::sim::SetControlVersion("1.9.4");
   EXPECT_TRUE(PhoXiDevice::IsPhoXiControlRunning());

@@ -53,7 +53,7 @@ TEST_F(FileCameraTest, SingleFileIsNamedAfterTheFileUpToItsFirstDot) {
   EXPECT_TRUE(IsSuffix(counters.LastAttachName.substr(4))) << counters.LastAttachName;
   EXPECT_EQ(counters.LastDetachName, "scan") << "a stale camera of the base name is detached first";
   EXPECT_EQ(counters.LastAttachPaths, std::vector<std::string>{file});
-  EXPECT_EQ(device.GetId(), counters.LastAttachName);
+  EXPECT_EQ(device.GetId(), counters.LastAttachName) << "the id is the PhoXi name, not the hardware identification";
   EXPECT_TRUE(device.IsAcquisitionMode());
 }
 
@@ -137,9 +137,14 @@ TEST_F(FileCameraTest, AutoWithAnEmptyIdentifierTakesTheFileCameraPath) {
 
 TEST_F(FileCameraTest, AutoWithAnExistingPathConnectsAFileCamera) {
   const std::string file = Record(dir_.Path() / "take.praw");
-  PhoXiDevice device;
-  ASSERT_TRUE(device.Connect(PhoXiDevice::Auto, file, false, false));
-  EXPECT_EQ(device.GetId().substr(0, 4), "take");
+  std::string hwId;
+  {
+    PhoXiDevice device;
+    ASSERT_TRUE(device.Connect(PhoXiDevice::Auto, file, false, false));
+    EXPECT_EQ(device.GetId().substr(0, 4), "take");
+    hwId = pho::sim::FileCameraHardwareId(device.GetId());
+  }
+  EXPECT_TRUE(IsListed(hwId)) << "only a connection made as FileCamera is detached";
 }
 
 TEST_F(FileCameraTest, RefusedAttachIsReported) {
@@ -152,25 +157,70 @@ TEST_F(FileCameraTest, RefusedAttachIsReported) {
   EXPECT_TRUE(log.Has(Level::Warn, "PhoXi device cannot be created.", "PhoXiDevice"));
 }
 
-TEST_F(FileCameraTest, DisconnectAndDestructionDetachTheCamera) {
+// The two keys differ in PhoXi Control: Disconnect detaches by the hardware
+// identification, destruction of a connected object by Disconnect and then
+// by the PhoXi name it keeps as its id.
+TEST_F(FileCameraTest, DisconnectDetachesByHardwareIdDestructionAlsoByName) {
   const std::string file = Record(dir_.Path() / "take.praw");
+  auto detachKeys = [] { return pho::sim::GetFileCameraCounters().DetachKeys; };
+  std::string first;
+  {
+    PhoXiDevice device;
+    ASSERT_TRUE(device.Connect(PhoXiDevice::FileCamera, file, false, false));
+    first = pho::sim::FileCameraHardwareId(device.GetId());
+    ASSERT_TRUE(IsListed(first));
+    EXPECT_TRUE(device.Disconnect());
+    EXPECT_FALSE(IsListed(first));
+    EXPECT_TRUE(pho::sim::GetCounters(first).LastDisconnectLogOut);
+  }  // disconnected: destruction detaches nothing more
   std::string name;
   {
     PhoXiDevice device;
     ASSERT_TRUE(device.Connect(PhoXiDevice::FileCamera, file, false, false));
     name = device.GetId();
-    ASSERT_TRUE(IsListed(name));
-    EXPECT_TRUE(device.Disconnect());
-    EXPECT_FALSE(IsListed(name));
-    EXPECT_TRUE(pho::sim::GetCounters(name).LastDisconnectLogOut);
   }
-  {
-    PhoXiDevice device;
-    ASSERT_TRUE(device.Connect(PhoXiDevice::FileCamera, file, false, false));
-    name = device.GetId();
-  }
-  EXPECT_FALSE(IsListed(name));
+  const std::string second = pho::sim::FileCameraHardwareId(name);
+  EXPECT_FALSE(IsListed(second));
+  // Each connect first detaches a stale camera of the base name.
+  EXPECT_EQ(detachKeys(), (std::vector<std::string>{"take", first, "take", second, name}));
 }
+
+// A sequence that leaves the camera attached once its connection is lost,
+// unless the caller disconnects first (as the class header advises).
+struct LostCameraCase {
+  const char* name;
+  std::function<void(std::unique_ptr<PhoXiDevice>&, const std::string& file)> then;
+};
+
+void PrintTo(const LostCameraCase& value, std::ostream* out) { *out << value.name; }
+
+class LostCameraTest : public FileCameraTest, public ::testing::WithParamInterface<LostCameraCase> {};
+
+TEST_P(LostCameraTest, StaysAttachedUnlessDisconnectedFirst) {
+  const std::string file = Record(dir_.Path() / "take.praw");
+  for (const bool disconnectFirst : {false, true}) {
+    auto device = std::make_unique<PhoXiDevice>();
+    ASSERT_TRUE(device->ConnectFileCameras({file}, false, false));
+    const std::string hwId = pho::sim::FileCameraHardwareId(device->GetId());
+    ASSERT_TRUE(pho::sim::DropConnection(hwId, 0));
+    if (disconnectFirst) {
+      EXPECT_TRUE(device->Disconnect());
+    }
+    GetParam().then(device, file);
+    device.reset();
+    EXPECT_EQ(IsListed(hwId), !disconnectFirst) << (disconnectFirst ? "disconnected first" : "as it was");
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    AfterALoss, LostCameraTest,
+    ::testing::Values(LostCameraCase{"Destroyed", [](std::unique_ptr<PhoXiDevice>&, const std::string&) {}},
+                      LostCameraCase{"Reset", [](std::unique_ptr<PhoXiDevice>& d, const std::string&) { d->Reset(); }},
+                      LostCameraCase{"ConnectedAgain",
+                                     [](std::unique_ptr<PhoXiDevice>& d, const std::string& file) {
+                                       EXPECT_TRUE(d->ConnectFileCameras({file}, false, false));
+                                     }}),
+    [](const ::testing::TestParamInfo<LostCameraCase>& info) { return std::string(info.param.name); });
 
 TEST_F(FileCameraTest, ConnectFileCamerasWhileConnectedChangesNothing) {
   const std::string file = Record(dir_.Path() / "take.praw");

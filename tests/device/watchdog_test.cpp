@@ -1,8 +1,8 @@
-// The connection-lost watchdog. It polls once a second by design, so these
-// cases lose the connection before registering (the first poll runs at once)
-// wherever the case allows it.
+// The connection-lost watchdog, polling at a short interval. Most cases use
+// an object that never connected, whose first poll reports at once.
 #include <tavrin/PhoXiDevice.h>
 
+#include "device/ConnectionWatchdog.h"
 #include "support/SimulatorFixture.h"
 
 #include <gtest/gtest.h>
@@ -19,13 +19,20 @@ namespace {
 using tavrin_test::DeviceTest;
 using tavrin_test::RunWithDeadline;
 
-// Counts callback calls and lets a test wait for them.
+constexpr std::chrono::milliseconds kInterval(40);
+// Long enough for several polls: a watchdog that should have ended would
+// report within it.
+constexpr std::chrono::milliseconds kSeveralPolls = 6 * kInterval;
+
+// Counts callback calls, remembers the thread of the last one and lets a
+// test wait for them.
 class CallCounter {
 public:
   std::function<void()> Callback() {
     return [this] {
       std::lock_guard<std::mutex> lock(mutex_);
       ++count_;
+      thread_ = std::this_thread::get_id();
       changed_.notify_all();
     };
   }
@@ -38,15 +45,41 @@ public:
     std::lock_guard<std::mutex> lock(mutex_);
     return count_;
   }
+  std::thread::id Thread() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return thread_;
+  }
 
 private:
   std::mutex mutex_;
   std::condition_variable changed_;
   int count_ = 0;
+  std::thread::id thread_;
 };
+
+// Sets `ended` when the calling thread ends: thread-local objects are
+// destroyed as their thread exits, before a join of it returns.
+void FlagThreadEnd(std::atomic<bool>& ended) {
+  struct Sentinel {
+    std::atomic<bool>* flag = nullptr;
+    ~Sentinel() {
+      if (flag != nullptr) *flag = true;
+    }
+  };
+  thread_local Sentinel sentinel;
+  sentinel.flag = &ended;
+}
 
 class WatchdogTest : public DeviceTest {
 protected:
+  void SetUp() override {
+    DeviceTest::SetUp();
+    ConnectionWatchdog::SetPollInterval(kInterval);
+  }
+  void TearDown() override {
+    ConnectionWatchdog::SetPollInterval(ConnectionWatchdog::kDefaultPollInterval);
+    DeviceTest::TearDown();
+  }
   void Connect(PhoXiDevice& device) {
     hw_ = AddDevice();
     ASSERT_TRUE(device.Connect(PhoXiDevice::Device, hw_, false, false));
@@ -59,8 +92,7 @@ TEST_F(WatchdogTest, NeverConnectedDeviceIsReportedAtOnceAndOnlyOnce) {
   PhoXiDevice device;
   device.AddConnectionLostCallback(calls.Callback());
   ASSERT_TRUE(calls.WaitFor(1));
-  // Past the next poll time: a watchdog that kept polling would report again.
-  std::this_thread::sleep_for(std::chrono::milliseconds(1300));
+  std::this_thread::sleep_for(kSeveralPolls);
   EXPECT_EQ(calls.Count(), 1);
 }
 
@@ -70,9 +102,11 @@ TEST_F(WatchdogTest, DroppedConnectionIsReportedOnce) {
     PhoXiDevice device;
     Connect(device);
     device.AddConnectionLostCallback(calls.Callback());
+    std::this_thread::sleep_for(kSeveralPolls);
     EXPECT_EQ(calls.Count(), 0);
     ASSERT_TRUE(pho::sim::DropConnection(hw_, 0));
-    ASSERT_TRUE(calls.WaitFor(1));  // within about a second
+    ASSERT_TRUE(calls.WaitFor(1));
+    std::this_thread::sleep_for(kSeveralPolls);
   }
   EXPECT_EQ(calls.Count(), 1);
 }
@@ -111,6 +145,7 @@ TEST_F(WatchdogTest, DisconnectingOrDestroyingAConnectedDeviceIsNotReported) {
     device.AddConnectionLostCallback(calls.Callback());
     ASSERT_TRUE(device.Disconnect());  // the watchdog is stopped first
     EXPECT_FALSE(device.IsConnected());
+    std::this_thread::sleep_for(kSeveralPolls);
   }
   {
     PhoXiDevice device;
@@ -121,90 +156,139 @@ TEST_F(WatchdogTest, DisconnectingOrDestroyingAConnectedDeviceIsNotReported) {
   EXPECT_EQ(pho::sim::GetCounters(hw_).DisconnectCalls, 2);
 }
 
-TEST_F(WatchdogTest, CallbackMayDisconnectResetAndReconnectItsOwnDevice) {
-  PhoXiDevice device;
-  Connect(device);
-  ASSERT_TRUE(pho::sim::DropConnection(hw_, 0));
-  std::promise<bool> reconnected;
-  device.AddConnectionLostCallback([&] {
-    device.Disconnect();
-    device.Reset();
-    reconnected.set_value(device.Connect(PhoXiDevice::Device, hw_, false, false));
-  });
-  RunWithDeadline([&] { EXPECT_TRUE(reconnected.get_future().get()); });
-  EXPECT_TRUE(device.IsConnected());
-}
+// ---- stopping the watchdog while its callback runs ------------------------------
 
-TEST_F(WatchdogTest, CallbackMayRegisterAgainFromInside) {
-  PhoXiDevice device;
-  CallCounter inner;
-  std::atomic<int> outer{0};
-  device.AddConnectionLostCallback([&] {
-    ++outer;
-    device.AddConnectionLostCallback(inner.Callback());
-  });
-  ASSERT_TRUE(inner.WaitFor(1));  // the inner registration polls at once too
-  EXPECT_EQ(outer.load(), 1);
-}
+// A member that stops the watchdog, called on a thread other than the
+// callback's. `replacement` is for the member that registers.
+struct StopCall {
+  const char* name;
+  std::function<void(std::unique_ptr<PhoXiDevice>&, CallCounter& replacement)> call;
+  int replacementCalls;
+};
 
-TEST_F(WatchdogTest, CallbackMayDestroyItsOwnDevice) {
-  auto device = std::make_unique<PhoXiDevice>();
-  Connect(*device);
-  ASSERT_TRUE(pho::sim::DropConnection(hw_, 0));
-  std::promise<void> destroyed;
-  PhoXiDevice* raw = device.get();
-  std::unique_ptr<PhoXiDevice> owned = std::move(device);
-  raw->AddConnectionLostCallback([&] {
-    owned.reset();
-    destroyed.set_value();
-  });
-  RunWithDeadline([&] { destroyed.get_future().wait(); });
-  EXPECT_EQ(pho::sim::GetCounters(hw_).DisconnectCalls, 0) << "the lost connection needs no disconnect";
-}
+void PrintTo(const StopCall& value, std::ostream* out) { *out << value.name; }
 
-TEST_F(WatchdogTest, DestructionOnAnotherThreadWaitsForARunningCallback) {
+class StopFromAnotherThreadTest : public WatchdogTest, public ::testing::WithParamInterface<StopCall> {};
+
+TEST_P(StopFromAnotherThreadTest, WaitsForTheRunningCallbackAndJoinsItsThread) {
   auto device = std::make_unique<PhoXiDevice>();
   PhoXiDevice* raw = device.get();
   std::promise<void> entered;
-  std::promise<void> proceed;
-  std::shared_future<void> proceedFuture = proceed.get_future().share();
-  std::atomic<bool> finished{false};
-  raw->AddConnectionLostCallback([&entered, proceedFuture, raw, &finished] {
-    entered.set_value();
-    proceedFuture.wait();
-    // Still a live object: the destructor is waiting for this call.
-    EXPECT_FALSE(raw->IsConnected());
-    finished = true;
-  });
+  std::promise<void> release;
+  std::shared_future<void> released = release.get_future().share();
+  std::atomic<int> calls{0};
+  std::atomic<bool> firstReturned{false};
+  std::atomic<bool> threadEnded{false};
+  std::function<void()> callback = [&] {
+    const bool first = ++calls == 1;
+    if (first) {
+      FlagThreadEnd(threadEnded);
+      entered.set_value();
+      released.wait();
+    }
+    // Registers again each time: the stop must end this for good.
+    raw->AddConnectionLostCallback(callback);
+    if (first) firstReturned = true;
+  };
+  CallCounter replacement;
   RunWithDeadline([&] {
+    device->AddConnectionLostCallback(callback);
     entered.get_future().wait();
-    std::atomic<bool> destroyed{false};
-    std::thread destroyer([&] {
-      device.reset();
-      destroyed = true;
+    bool sawReturned = false;
+    bool sawEnded = false;
+    std::thread other([&] {
+      GetParam().call(device, replacement);
+      sawReturned = firstReturned.load();
+      sawEnded = threadEnded.load();
     });
+    // A member that does not wait returns in the meantime.
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(destroyed.load()) << "destruction must wait for the callback";
-    proceed.set_value();
-    destroyer.join();
-    EXPECT_TRUE(finished.load());
+    release.set_value();
+    other.join();
+    EXPECT_TRUE(sawReturned) << "returned while the callback was running";
+    EXPECT_TRUE(sawEnded) << "returned before the watchdog thread was joined";
+    if (GetParam().replacementCalls > 0) {
+      EXPECT_TRUE(replacement.WaitFor(GetParam().replacementCalls));
+    }
+    std::this_thread::sleep_for(kSeveralPolls);
+    EXPECT_EQ(calls.load(), 1) << "the registration made during the stop polled on";
+    EXPECT_EQ(replacement.Count(), GetParam().replacementCalls);
+    device.reset();
   });
 }
 
-TEST_F(WatchdogTest, ThrowingCallbackIsLoggedAndDropped) {
-  tavrin_test::LogCapture log;
-  PhoXiDevice device;
-  std::promise<void> called;
-  device.AddConnectionLostCallback([&] {
-    called.set_value();
-    throw std::runtime_error("boom");
-  });
-  called.get_future().wait();
+INSTANTIATE_TEST_SUITE_P(
+    EveryStop, StopFromAnotherThreadTest,
+    ::testing::Values(StopCall{"Disconnect", [](std::unique_ptr<PhoXiDevice>& d, CallCounter&) { d->Disconnect(); }, 0},
+                      StopCall{"Reset", [](std::unique_ptr<PhoXiDevice>& d, CallCounter&) { d->Reset(); }, 0},
+                      StopCall{"Register",
+                               [](std::unique_ptr<PhoXiDevice>& d, CallCounter& replacement) {
+                                 d->AddConnectionLostCallback(replacement.Callback());
+                               },
+                               1},
+                      StopCall{"Destroy", [](std::unique_ptr<PhoXiDevice>& d, CallCounter&) { d.reset(); }, 0}),
+    [](const ::testing::TestParamInfo<StopCall>& info) { return std::string(info.param.name); });
+
+// ---- the callback stops, restarts or destroys its own watchdog ----------------------
+
+// What the callback does after registering `inner`, and how often `inner`
+// is called then.
+struct InsideCall {
+  const char* name;
+  std::function<void(std::unique_ptr<PhoXiDevice>&)> then;
+  int innerCalls;
+};
+
+void PrintTo(const InsideCall& value, std::ostream* out) { *out << value.name; }
+
+class InsideTheCallbackTest : public WatchdogTest, public ::testing::WithParamInterface<InsideCall> {};
+
+TEST_P(InsideTheCallbackTest, NothingWaitsAndTheLastWordHolds) {
+  auto device = std::make_unique<PhoXiDevice>();
+  PhoXiDevice* raw = device.get();
+  CallCounter inner;
+  std::promise<std::thread::id> done;
   RunWithDeadline([&] {
-    while (!log.Has(ulog::Level::Fail, "Connection-lost callback threw: boom", "PhoXiDevice")) {
-      std::this_thread::yield();
+    raw->AddConnectionLostCallback([&] {
+      raw->AddConnectionLostCallback(inner.Callback());
+      GetParam().then(device);
+      done.set_value(std::this_thread::get_id());
+    });
+    const std::thread::id outerThread = done.get_future().get();
+    if (GetParam().innerCalls > 0) {
+      ASSERT_TRUE(inner.WaitFor(GetParam().innerCalls));
+      EXPECT_EQ(inner.Thread(), outerThread) << "one watchdog thread per object";
     }
+    std::this_thread::sleep_for(kSeveralPolls);
+    EXPECT_EQ(inner.Count(), GetParam().innerCalls);
+    device.reset();
   });
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryStop, InsideTheCallbackTest,
+    ::testing::Values(InsideCall{"Registers", [](std::unique_ptr<PhoXiDevice>&) {}, 1},
+                      InsideCall{"Disconnects", [](std::unique_ptr<PhoXiDevice>& d) { d->Disconnect(); }, 0},
+                      InsideCall{"Resets", [](std::unique_ptr<PhoXiDevice>& d) { d->Reset(); }, 0},
+                      InsideCall{"Destroys", [](std::unique_ptr<PhoXiDevice>& d) { d.reset(); }, 0}),
+    [](const ::testing::TestParamInfo<InsideCall>& info) { return std::string(info.param.name); });
+
+TEST_F(WatchdogTest, CallbackMayResetReconnectAndRegisterAgain) {
+  PhoXiDevice device;
+  Connect(device);
+  ASSERT_TRUE(pho::sim::DropConnection(hw_, 0));
+  CallCounter afterReconnect;
+  std::promise<bool> reconnected;
+  device.AddConnectionLostCallback([&] {
+    device.Reset();
+    const bool connected = device.Connect(PhoXiDevice::Device, hw_, false, false);
+    device.AddConnectionLostCallback(afterReconnect.Callback());
+    reconnected.set_value(connected);
+  });
+  RunWithDeadline([&] { EXPECT_TRUE(reconnected.get_future().get()); });
+  EXPECT_TRUE(device.IsConnected());
+  ASSERT_TRUE(pho::sim::DropConnection(hw_, 0));
+  EXPECT_TRUE(afterReconnect.WaitFor(1)) << "the thread handed to the fresh state polls on";
 }
 
 }  // namespace

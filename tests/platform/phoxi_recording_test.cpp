@@ -45,12 +45,14 @@ TEST_F(RecordingTest, FileCameraReplaysTheRecordedFrameBitForBit) {
   const api::PFrame original = RecordFrame(path);
   ASSERT_TRUE(original);
   const std::string id = factory_.AttachFileCamera("replay", {path});
-  ASSERT_EQ(id, "replay");
+  ASSERT_EQ(id, "file:replay") << "the hardware identification differs from the name";
+  EXPECT_EQ(sim::FileCameraHardwareId("replay"), id);
 
   const std::vector<api::PhoXiDeviceInformation> list = factory_.GetDeviceList();
   ASSERT_EQ(list.size(), 2u);
   EXPECT_TRUE(list[1].IsFileCamera);
-  EXPECT_EQ(list[1].HWIdentification, "replay");
+  EXPECT_EQ(list[1].HWIdentification, id);
+  EXPECT_EQ(list[1].Name, "replay");
   EXPECT_EQ(list[1].Type, api::PhoXiDeviceType::MotionCam3D);
 
   api::PPhoXi camera = factory_.CreateAndConnect(id, api::PhoXiTimeout::Infinity);
@@ -95,8 +97,9 @@ TEST_F(RecordingTest, FileCameraPlaysItsFilesInOrderAndLoops) {
   ASSERT_TRUE(recorder_->SaveLastOutput(second));
   ASSERT_NE(a->Info.FrameIndex, b->Info.FrameIndex);
 
-  ASSERT_EQ(factory_.AttachFileCamera("pair", {first, second}), "pair");
-  api::PPhoXi camera = factory_.CreateAndConnect("pair");
+  const std::string id = factory_.AttachFileCamera("pair", {first, second});
+  ASSERT_FALSE(id.empty());
+  api::PPhoXi camera = factory_.CreateAndConnect(id);
   ASSERT_TRUE(camera);
   ASSERT_TRUE(camera->StartAcquisition());
   const std::uint64_t expected[] = {a->Info.FrameIndex, b->Info.FrameIndex, a->Info.FrameIndex};
@@ -189,7 +192,7 @@ TEST_P(DamagedRecordingTest, IsNotAttached) {
   }
   EXPECT_EQ(factory_.AttachFileCamera("damaged", {good, bad}), "");
   EXPECT_EQ(factory_.GetDeviceList().size(), 1u);
-  EXPECT_EQ(factory_.AttachFileCamera("intact", {good}), "intact");
+  EXPECT_EQ(factory_.AttachFileCamera("intact", {good}), "file:intact");
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -217,7 +220,7 @@ TEST_F(RecordingTest, AttachFailuresReturnNothing) {
   EXPECT_EQ(factory_.AttachFileCamera("", {good}), "");
   sim::FailNextAttachFileCamera(1);
   EXPECT_EQ(factory_.AttachFileCamera("injected", {good}), "");
-  EXPECT_EQ(factory_.AttachFileCamera("fine", {good}), "fine");
+  EXPECT_EQ(factory_.AttachFileCamera("fine", {good}), "file:fine");
   EXPECT_EQ(factory_.AttachFileCamera("fine", {good}), "") << "the name is taken";
 
   const sim::FileCameraCounters counters = sim::GetFileCameraCounters();
@@ -226,20 +229,25 @@ TEST_F(RecordingTest, AttachFailuresReturnNothing) {
   EXPECT_EQ(counters.LastAttachPaths, std::vector<std::string>{good});
 }
 
-TEST_F(RecordingTest, DetachRemovesTheCameraAndDropsItsConnections) {
+TEST_F(RecordingTest, DetachRemovesTheCameraByEitherIdentityAndDropsItsConnections) {
   const std::string good = dir_.File("good.praw");
   ASSERT_TRUE(RecordFrame(good));
-  ASSERT_EQ(factory_.AttachFileCamera("cam", {good}), "cam");
-  api::PPhoXi camera = factory_.CreateAndConnect("cam");
-  ASSERT_TRUE(camera);
-  EXPECT_FALSE(factory_.DetachFileCamera("REC")) << "hardware devices are not detached";
-  EXPECT_TRUE(factory_.DetachFileCamera("cam"));
-  EXPECT_FALSE(factory_.DetachFileCamera("cam"));
-  EXPECT_FALSE(camera->isConnected());
-  EXPECT_EQ(camera->HardwareIdentification.GetValue(), "cam");
+  for (const bool byName : {false, true}) {
+    const std::string id = factory_.AttachFileCamera("cam", {good});
+    ASSERT_EQ(id, "file:cam");
+    api::PPhoXi camera = factory_.CreateAndConnect(id);
+    ASSERT_TRUE(camera);
+    EXPECT_FALSE(factory_.DetachFileCamera("REC")) << "hardware devices are not detached";
+    const std::string key = byName ? camera->GetName() : camera->HardwareIdentification.GetValue();
+    EXPECT_TRUE(factory_.DetachFileCamera(key)) << key;
+    EXPECT_FALSE(factory_.DetachFileCamera(key)) << key;
+    EXPECT_FALSE(camera->isConnected());
+    EXPECT_EQ(camera->HardwareIdentification.GetValue(), id);
+    EXPECT_EQ(camera->GetName(), "cam");
+  }
   const sim::FileCameraCounters counters = sim::GetFileCameraCounters();
-  EXPECT_EQ(counters.DetachCalls, 3);
-  EXPECT_EQ(counters.LastDetachName, "cam");
+  EXPECT_EQ(counters.DetachCalls, 6);
+  EXPECT_EQ(counters.DetachKeys, (std::vector<std::string>{"REC", "file:cam", "file:cam", "REC", "cam", "cam"}));
 }
 
 }  // namespace

@@ -12,9 +12,12 @@
 // are not listed, since they come without recordings here.
 //
 // Devices are addressed by hardware identification. File cameras (made by
-// PhoXiFactory::AttachFileCamera) are devices too: their hardware
-// identification is the name they were attached under, and the fault and
-// counter functions accept it.
+// PhoXiFactory::AttachFileCamera) are devices too, with two identities made
+// from the name they were attached under: their PhoXi name (GetName, the
+// list's Name) is that name, their hardware identification is "file:"
+// followed by it (FileCameraHardwareId), which AttachFileCamera returns and
+// CreateAndConnect, the fault and the counter functions take.
+// DetachFileCamera accepts either.
 //
 // Synthetic frames show a fixed scene (see SceneDescription) ray-cast through
 // the device's calibration with a pinhole model; lens distortion is not
@@ -33,7 +36,10 @@
 //   code, -1 outside software-trigger mode, -7 when not acquiring.
 // - CreateAndConnect attaches the device; Disconnect(LogOutDevice = true)
 //   detaches it; several handles on one device share its state.
-// - File cameras: HWIdentification and Name are the attach name; they replay
+// - GetDeviceList lists every device whatever its RefreshDeviceDiscovery flag
+//   (the simulated list is always current); the flag of each call is
+//   recorded (ControlCounters).
+// - File cameras: see above for their identities; they replay
 //   their recordings in order, looping (a copy per trigger, frame info as
 //   recorded). Their TriggerMode and Timeout can be set; every other setting
 //   is read-only (no setter), reporting the recorded values.
@@ -121,7 +127,17 @@ struct FileCameraCounters {
   std::vector<std::string> LastAttachPaths;
   int DetachCalls = 0;
   std::string LastDetachName;
+  std::vector<std::string> DetachKeys;  // the argument of every DetachFileCamera call, in order
 };
+
+// PhoXi Control calls counted since Reset.
+struct ControlCounters {
+  // The RefreshDeviceDiscovery flag of every GetDeviceList call, in order.
+  std::vector<bool> DeviceListRefresh;
+};
+
+// The hardware identification of the file camera attached under `name`.
+std::string FileCameraHardwareId(const std::string& name);
 
 // ---- PhoXi Control ----------------------------------------------------------
 
@@ -235,6 +251,7 @@ void FailNextAttachFileCamera(int count = 1);
 // Zero counters for an unknown identification.
 DeviceCounters GetCounters(const std::string& hwId);
 FileCameraCounters GetFileCameraCounters();
+ControlCounters GetControlCounters();
 
 // ---- the scene ----------------------------------------------------------------
 

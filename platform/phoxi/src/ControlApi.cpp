@@ -201,5 +201,12 @@ FileCameraCounters GetFileCameraCounters() {
   return Sim().fileCounters;
 }
 
+ControlCounters GetControlCounters() {
+  std::lock_guard<std::mutex> lock(Sim().mutex);
+  return Sim().controlCounters;
+}
+
+std::string FileCameraHardwareId(const std::string& name) { return "file:" + name; }
+
 }  // namespace sim
 }  // namespace pho

@@ -41,9 +41,10 @@ std::string PhoXiFactory::GetPhoXiControlVersion() {
 
 std::string PhoXiFactory::GetAPIVersion() { return "1.9.1"; }
 
-std::vector<PhoXiDeviceInformation> PhoXiFactory::GetDeviceList(bool) {
+std::vector<PhoXiDeviceInformation> PhoXiFactory::GetDeviceList(bool RefreshDeviceDiscovery) {
   Simulation& simulation = Simulation::Instance();
   std::lock_guard<std::mutex> lock(simulation.mutex);
+  simulation.controlCounters.DeviceListRefresh.push_back(RefreshDeviceDiscovery);
   std::vector<PhoXiDeviceInformation> list;
   if (!simulation.running) return list;
   for (const auto& entry : simulation.devices) {
@@ -105,13 +106,14 @@ std::string PhoXiFactory::AttachFileCamera(const std::string& FileCameraHWIdenti
                                            const std::vector<std::string>& FilePaths, bool) {
   Simulation& simulation = Simulation::Instance();
   const std::string& name = FileCameraHWIdentification;
+  const std::string hwId = pho::sim::FileCameraHardwareId(name);
   {
     std::lock_guard<std::mutex> lock(simulation.mutex);
     pho::sim::FileCameraCounters& counters = simulation.fileCounters;
     ++counters.AttachCalls;
     counters.LastAttachName = name;
     counters.LastAttachPaths = FilePaths;
-    if (!simulation.running || name.empty() || FilePaths.empty() || simulation.Find(name) != nullptr) {
+    if (!simulation.running || name.empty() || FilePaths.empty() || simulation.Find(hwId) != nullptr) {
       return std::string();
     }
     if (simulation.failAttach > 0) {
@@ -147,7 +149,7 @@ std::string PhoXiFactory::AttachFileCamera(const std::string& FileCameraHWIdenti
   }
   const pho::sim::RenderJob& first = entry->recordingJobs.front();
   entry->isFileCamera = true;
-  entry->def.HWIdentification = name;
+  entry->def.HWIdentification = hwId;
   entry->def.Name = name;
   entry->def.Type = first.deviceType;
   entry->def.Resolution = first.resolution;
@@ -161,21 +163,26 @@ std::string PhoXiFactory::AttachFileCamera(const std::string& FileCameraHWIdenti
   entry->coordinates = first.coordinates;
 
   std::lock_guard<std::mutex> lock(simulation.mutex);
-  if (!simulation.running || simulation.Find(name) != nullptr) return std::string();
+  if (!simulation.running || simulation.Find(hwId) != nullptr) return std::string();
   entry->uid = simulation.nextUid++;
-  simulation.counters[name] = pho::sim::DeviceCounters();
+  simulation.counters[hwId] = pho::sim::DeviceCounters();
   simulation.devices.push_back(std::move(entry));
-  return name;
+  return hwId;
 }
 
 bool PhoXiFactory::DetachFileCamera(const std::string& FileCameraHWIdentification) {
   Simulation& simulation = Simulation::Instance();
   std::lock_guard<std::mutex> lock(simulation.mutex);
+  const std::string& key = FileCameraHWIdentification;
   ++simulation.fileCounters.DetachCalls;
-  simulation.fileCounters.LastDetachName = FileCameraHWIdentification;
+  simulation.fileCounters.LastDetachName = key;
+  simulation.fileCounters.DetachKeys.push_back(key);
   if (!simulation.running) return false;
   for (auto it = simulation.devices.begin(); it != simulation.devices.end(); ++it) {
-    if ((*it)->isFileCamera && (*it)->def.HWIdentification == FileCameraHWIdentification) {
+    const DeviceEntry& entry = **it;
+    // Either identity names the camera: the hardware identification or the
+    // name it was attached under.
+    if (entry.isFileCamera && (entry.def.HWIdentification == key || entry.def.Name == key)) {
       simulation.DropConnections(**it);
       simulation.devices.erase(it);
       return true;

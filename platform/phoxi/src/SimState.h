@@ -118,6 +118,7 @@ public:
   std::vector<std::unique_ptr<DeviceEntry>> devices;  // list order
   std::map<std::string, DeviceCounters> counters;
   FileCameraCounters fileCounters;
+  ControlCounters controlCounters;
   int failAttach = 0;
   int throwConnects = 0;  // the next CreateAndConnect calls throw, any device
   std::uint64_t nextUid = 1;

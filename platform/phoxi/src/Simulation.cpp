@@ -144,6 +144,7 @@ void Simulation::ResetLocked() {
   devices.clear();
   counters.clear();
   fileCounters = FileCameraCounters();
+  controlCounters = ControlCounters();
   failAttach = 0;
   throwConnects = 0;
   running = true;
