@@ -1,12 +1,14 @@
 #include "AtomicFile.h"
 
+#include "Interrupt.h"
 #include "Logging.h"
 #include "ToolError.h"
 
+#include <fcntl.h>
+
 #include <unistd.h>
 
-#include <atomic>
-#include <csignal>
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
@@ -15,50 +17,6 @@ namespace fs = std::filesystem;
 
 namespace tavrin_tool {
 namespace {
-
-// The signal handler may only touch async-signal-safe state: a fixed buffer
-// published through a lock-free flag, and unlink().
-char pendingPath[4096];
-std::atomic<bool> pendingSet{false};
-static_assert(std::atomic<bool>::is_always_lock_free, "the signal handler needs a lock-free flag");
-
-extern "C" void RemovePendingAndDie(int signalNumber) {
-  if (pendingSet.load()) unlink(pendingPath);
-  std::signal(signalNumber, SIG_DFL);
-  std::raise(signalNumber);
-}
-
-void InstallHandlersOnce() {
-  static const bool installed = [] {
-    std::signal(SIGINT, RemovePendingAndDie);
-    std::signal(SIGTERM, RemovePendingAndDie);
-    return true;
-  }();
-  (void)installed;
-}
-
-class PendingFile {
-public:
-  explicit PendingFile(const std::string& path) : path_(path) {
-    if (path.size() >= sizeof(pendingPath)) throw ToolError("output path too long: " + path);
-    std::memcpy(pendingPath, path.c_str(), path.size() + 1);
-    pendingSet.store(true);
-  }
-  ~PendingFile() {
-    pendingSet.store(false);
-    if (!kept_) {
-      std::error_code ignored;
-      fs::remove(path_, ignored);
-    }
-  }
-  PendingFile(const PendingFile&) = delete;
-  PendingFile& operator=(const PendingFile&) = delete;
-  void Keep() { kept_ = true; }
-
-private:
-  std::string path_;
-  bool kept_ = false;
-};
 
 std::string TemporaryNameFor(const fs::path& target) {
   // Hidden, unique per process, same directory (so rename stays atomic) and
@@ -81,23 +39,34 @@ void EnsureDirectory(const std::string& directory) {
 }
 
 void WriteAtomically(const std::string& path, const std::string& what,
-                     const std::function<bool(const std::string& temporaryPath)>& write) {
+                     const std::function<bool(const std::string& temporaryPath)>& write,
+                     const std::function<void()>& onWritten) {
   const fs::path target(path);
   if (target.filename().empty()) throw ToolError("output path names a directory: \"" + path + "\"");
   if (fs::is_directory(target)) throw ToolError("output path is a directory: \"" + path + "\"");
   EnsureDirectory(target.parent_path().string());
-  InstallHandlersOnce();
 
   const std::string temporary = TemporaryNameFor(target);
   PendingFile pending(temporary);
+  // Made here first so that a directory we may not write into is reported
+  // with the system's reason; the writer then replaces it.
+  const int fd = open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (fd < 0) throw ToolError("cannot write \"" + path + "\": " + std::strerror(errno));
+  close(fd);
   ClearLibraryProblem();
   if (!write(temporary) || !fs::exists(temporary)) {
     FailWithLibraryReason("cannot write " + what + " \"" + path + "\"");
   }
   std::error_code error;
-  fs::rename(temporary, target, error);
+  {
+    const HeldInterrupts held;
+    fs::rename(temporary, target, error);
+    if (!error) {
+      pending.Keep();
+      if (onWritten) onWritten();
+    }
+  }
   if (error) throw ToolError("cannot write " + what + " \"" + path + "\": " + error.message());
-  pending.Keep();
 }
 
 }  // namespace tavrin_tool

@@ -1,10 +1,12 @@
 #include "Capture.h"
 
 #include "AtomicFile.h"
+#include "Interrupt.h"
 #include "Logging.h"
 #include "Summary.h"
 #include "ToolError.h"
 
+#include <tavrin/Files.h>
 #include <tavrin/PhoXiDevice.h>
 
 #include <chrono>
@@ -37,7 +39,7 @@ void Connect(tavrin::PhoXiDevice& device, const CaptureRequest& request) {
       const Device::ConnectionStatus status = Device::GetDeviceConnectionStatus(request.deviceId);
       if (status == Device::ControlNotRunning) throw ToolError("PhoXi Control is not running");
       if (status == Device::NotFound) {
-        throw ToolError("no device \"" + request.deviceId + "\" (tavrin devices lists them)");
+        throw ToolError("no such device \"" + request.deviceId + "\" (tavrin devices lists them)");
       }
       if (status == Device::NotReady) throw ToolError("device \"" + request.deviceId + "\" is not ready");
       if (!device.Connect(Device::Device, request.deviceId, false, request.freeRun)) {
@@ -55,16 +57,36 @@ void Connect(tavrin::PhoXiDevice& device, const CaptureRequest& request) {
   }
 }
 
+// Recordings play as they were recorded: their space and normals cannot be
+// asked for, and they play again from the first once all have played.
+void CheckRecordingOptions(const CaptureRequest& request) {
+  if (request.source != ScanSource::Files) return;
+  if (request.space != SpaceChoice::Keep) {
+    throw UsageError("--space does not apply to recordings: they play in the space they were recorded in");
+  }
+  if (!request.normals) {
+    throw UsageError("--no-normals does not apply to recordings: they play with the normals they were recorded with");
+  }
+  const int recordings = static_cast<int>(request.files.size());
+  if (request.count > recordings) {
+    PrintWarning(std::to_string(request.count) + " captures from " + std::to_string(recordings) + " recording" +
+                 (recordings == 1 ? "" : "s") + ": they play again from the first once all have played");
+  }
+}
+
 void Configure(tavrin::PhoXiDevice& device, const CaptureRequest& request) {
   using Device = tavrin::PhoXiDevice;
   ClearLibraryProblem();
+  if (request.source == ScanSource::Files) return;
   if (request.space != SpaceChoice::Keep) {
     const Device::Mode mode = request.space == SpaceChoice::Camera   ? Device::CameraSpace
                               : request.space == SpaceChoice::Marker ? Device::MarkerSpace
                                                                      : Device::DeviceSpace;
     if (!device.SetMode(mode)) FailWithLibraryReason("cannot set the coordinate space");
   }
-  if (request.normals && !device.EnableNormals()) FailWithLibraryReason("cannot enable normals");
+  if (request.normals ? !device.EnableNormals() : !device.DisableNormals()) {
+    FailWithLibraryReason(request.normals ? "cannot enable normals" : "cannot switch normals off");
+  }
 }
 
 // Disconnects on the way out of a failed capture from recordings: a file
@@ -113,18 +135,18 @@ std::string NumberedPath(const std::string& path, int index, int count) {
 }
 
 void CheckRecordings(const std::vector<std::string>& files) {
-  if (files.empty()) throw ToolError("no recording given");
+  if (files.empty()) throw UsageError("no recording given");
   for (const std::string& file : files) {
-    std::error_code error;
-    if (!fs::exists(file, error)) throw ToolError("no such file: \"" + file + "\"");
-    if (!fs::is_regular_file(file, error)) throw ToolError("not a regular file: \"" + file + "\"");
+    if (tavrin::GetFileType(file) != tavrin::FileType::Praw) {
+      throw ToolError("cannot play \"" + file + "\": not a recording (recordings are .praw files)");
+    }
+    CheckReadable(file);
   }
 }
 
 void PrintScanLine(int index, int count, const std::string& path, const zelk::Scan& scan, double milliseconds) {
-  std::string prefix;
-  if (count > 1) prefix = "[" + std::to_string(index) + "/" + std::to_string(count) + "] ";
-  std::cout << prefix << SummaryLine(path, scan, milliseconds) << std::endl;
+  if (count > 1) PrintProgress("[" + std::to_string(index) + "/" + std::to_string(count) + "] " + path);
+  std::cout << SummaryLine(path, scan, milliseconds) << std::endl;
 }
 
 CaptureResult RunCapture(const CaptureRequest& request) {
@@ -132,6 +154,9 @@ CaptureResult RunCapture(const CaptureRequest& request) {
   // Raw recordings are the device's own output; everything else is written
   // from the scan.
   const bool raw = OutputFormatOf(request.output, true) == ScanFormat::Praw;
+
+  CheckRecordingOptions(request);
+  SetProgress(0, request.count);
 
   tavrin::PhoXiDevice device;
   DisconnectOnFailure onFailure(device, request.source == ScanSource::Files);
@@ -141,6 +166,7 @@ CaptureResult RunCapture(const CaptureRequest& request) {
   CaptureResult result;
   std::optional<std::uint64_t> lastIndex;
   for (int i = 1; i <= request.count; ++i) {
+    SetProgress(i - 1, request.count);
     zelk::Scan scan;
     ClearLibraryProblem();
     const Clock::time_point start = Clock::now();
@@ -148,11 +174,13 @@ CaptureResult RunCapture(const CaptureRequest& request) {
     if (!captured) FailWithLibraryReason("capture " + std::to_string(i) + " failed");
     const double milliseconds = MillisecondsSince(start);
     const std::string path = NumberedPath(request.output, i, request.count);
+    const auto written = [&] { SetProgress(i, request.count); };
     if (raw) {
-      WriteAtomically(path, "PhoXi raw recording",
-                      [&](const std::string& temporary) { return device.SaveLastOutput(temporary); });
+      WriteAtomically(
+          path, "PhoXi raw recording", [&](const std::string& temporary) { return device.SaveLastOutput(temporary); },
+          written);
     } else {
-      SaveScan(path, scan, request.ply);
+      SaveScan(path, scan, request.ply, written);
     }
     PrintScanLine(i, request.count, path, scan, milliseconds);
     result.paths.push_back(path);

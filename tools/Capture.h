@@ -17,7 +17,7 @@ struct CaptureRequest {
   std::string deviceId;            // ScanSource::Device
   std::vector<std::string> files;  // ScanSource::Files: recordings played as a file camera
   SpaceChoice space = SpaceChoice::Keep;
-  bool normals = false;
+  bool normals = true;  // false: the device sends no normals (--no-normals)
   bool freeRun = false;
   int count = 1;
   std::string output = "scan.ply";  // .ply, .zelk or .praw; numbered when count > 1
@@ -39,10 +39,12 @@ CaptureResult RunCapture(const CaptureRequest& request);
 // index zero-padded to at least three digits ("scan_001.ply").
 std::string NumberedPath(const std::string& path, int index, int count);
 
-// Checks that every recording exists and is a regular file (ToolError if not).
+// Checks that every recording is a readable, non-empty ".praw" file
+// (ToolError naming the cause if not).
 void CheckRecordings(const std::vector<std::string>& files);
 
-// Prints "[i/N] <summary>" (no prefix when N is 1).
+// Prints the summary line on standard output and, when N > 1, "[i/N] <path>"
+// on standard error.
 void PrintScanLine(int index, int count, const std::string& path, const zelk::Scan& scan, double milliseconds);
 
 }  // namespace tavrin_tool

@@ -17,12 +17,16 @@ Command AddCaptureCommand(CLI::App& app, const GlobalOptions&) {
   CLI::Option* device = sub->add_option("--device", request->deviceId, "Hardware identification of the device");
   CLI::Option* firstFlag = sub->add_flag("--first", *first, "Use the first attached device (the default)");
   CLI::Option* files =
-      sub->add_option("--file", request->files, "Recordings (.praw) to play as a file camera")->expected(1, -1);
+      sub->add_option("--file", request->files,
+                      "Recordings (.praw) to play as a file camera, in order (again from the first past the last)")
+          ->expected(1, -1);
   device->excludes(firstFlag)->excludes(files);
   firstFlag->excludes(files);
-  sub->add_option("--space", *space, "Coordinate space of the points: camera, marker or device (as set on it)")
+  sub->add_option("--space", *space,
+                  "Coordinate space of the points: camera, marker or device (as set on it); not for recordings")
       ->transform(CLI::IsMember(NamesOf(SpaceNames()), CLI::ignore_case));
-  sub->add_flag("--normals", request->normals, "Ask the device for normals");
+  sub->add_flag("!--no-normals", request->normals,
+                "Have the device send no normals (they are on by default); not for recordings");
   sub->add_flag("--free-run", request->freeRun, "Take frames from the free-running stream instead of triggering");
   sub->add_option("-n,--count", request->count, "Number of scans")->check(CLI::Range(1, 100000))->default_val(1);
   sub->add_option("-o,--output", request->output,

@@ -1,12 +1,16 @@
 // tavrin devices: PhoXi Control's state and every device it lists.
 #include "Commands.h"
+#include "Logging.h"
 #include "Simulation.h"
 
 #include <tavrin/PhoXiDevice.h>
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <iomanip>
 #include <iostream>
+#include <memory>
 
 namespace tavrin_tool {
 namespace {
@@ -31,8 +35,27 @@ const char* TypeName(const tavrin::PhoXiDevice::DeviceDescription& info) {
   }
 }
 
-void RunDevices() {
+// One JSON object per line and device.
+void PrintDevicesJson() {
+  const std::string version = tavrin::PhoXiDevice::GetPhoXiControlVersion();
+  for (const auto& info : tavrin::PhoXiDevice::GetDeviceDescriptions()) {
+    const nlohmann::json device = {{"id", info.id},
+                                   {"name", info.name},
+                                   {"type", TypeName(info)},
+                                   {"file_camera", info.isFileCamera},
+                                   {"status", StatusName(info.status)},
+                                   {"control_version", version}};
+    std::cout << device.dump() << '\n';
+  }
+}
+
+void RunDevices(bool json) {
   StartSimulatedPhoXiControl();
+  if (json) {
+    if (!tavrin::PhoXiDevice::IsPhoXiControlRunning()) PrintWarning("PhoXi Control is not running");
+    PrintDevicesJson();
+    return;
+  }
   if (!tavrin::PhoXiDevice::IsPhoXiControlRunning()) {
     std::cout << "PhoXi Control: not running\n";
     return;
@@ -60,8 +83,10 @@ void RunDevices() {
 }  // namespace
 
 Command AddDevicesCommand(CLI::App& app, const GlobalOptions&) {
+  auto json = std::make_shared<bool>(false);
   CLI::App* sub = app.add_subcommand("devices", "Show whether PhoXi Control runs, its version, and every device");
-  return {sub, [] { RunDevices(); }};
+  sub->add_flag("--json", *json, "One JSON object per device and line (schema in the README)");
+  return {sub, [json] { RunDevices(*json); }};
 }
 
 }  // namespace tavrin_tool

@@ -27,6 +27,7 @@ void RunPreview(const PreviewOptions& options) {
   LoadScan(options.input, scan);
   const Preview preview = WritePreview(output, scan);
   std::cout << "preview: " << output << " (" << preview.image.cols << " x " << preview.image.rows << ")\n"
+            << "depth: " << preview.depth << "\n"
             << "texture: " << preview.texture << std::endl;
 }
 

@@ -12,10 +12,12 @@ namespace {
 
 std::mutex problemMutex;
 std::string lastProblem;
+std::vector<std::string> problems;
 
 void Remember(const std::string& message, const std::string& component) {
   std::lock_guard<std::mutex> lock(problemMutex);
   lastProblem = component.empty() ? message : message + " (" + component + ")";
+  problems.push_back(message);
 }
 
 }  // namespace
@@ -40,14 +42,24 @@ std::string LastLibraryProblem() {
   return lastProblem;
 }
 
+std::vector<std::string> LibraryProblems() {
+  std::lock_guard<std::mutex> lock(problemMutex);
+  return problems;
+}
+
 void ClearLibraryProblem() {
   std::lock_guard<std::mutex> lock(problemMutex);
   lastProblem.clear();
+  problems.clear();
 }
 
 void FailWithLibraryReason(const std::string& what) {
   const std::string reason = LastLibraryProblem();
   throw ToolError(reason.empty() ? what : what + ": " + reason);
 }
+
+void PrintWarning(const std::string& text) { std::cerr << "tavrin: warning: " << text << std::endl; }
+
+void PrintProgress(const std::string& text) { std::cerr << text << std::endl; }
 
 }  // namespace tavrin_tool

@@ -5,6 +5,9 @@
 
 #include <tavrin/Spaces.h>
 
+#include <utils/SpaceDefinition.h>
+
+#include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -12,12 +15,16 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
+#include <optional>
+#include <stdexcept>
 #include <vector>
 
 namespace tavrin_tool {
 namespace {
 
 constexpr int kProjectionSide = 1024;
+// A colour bar shorter than this has no room for its labels.
+constexpr int kMinBarHeight = 64;
 
 // The pixels a preview draws: one point each, with its depth.
 struct Pixels {
@@ -110,8 +117,7 @@ Stretch StretchOf(std::vector<float> samples) {
   return {Percentile(samples, 0.01), Percentile(samples, 0.99)};
 }
 
-cv::Mat DepthPanel(const Pixels& pixels) {
-  const Stretch stretch = StretchOf(pixels.depths);
+cv::Mat DepthPanel(const Pixels& pixels, const Stretch& stretch) {
   cv::Mat grey(pixels.size, CV_8UC1, cv::Scalar(0));
   cv::Mat measured(pixels.size, CV_8UC1, cv::Scalar(0));
   for (std::size_t i = 0; i < pixels.cells.size(); ++i) {
@@ -164,6 +170,70 @@ cv::Mat TexturePanel(const zelk::Scan& scan, const Pixels& pixels, std::string& 
   return {};
 }
 
+// How many millimetres one unit of the scan's space is; none when the scan
+// does not say in which unit its points are.
+std::optional<double> MillimetresPerUnit(const zelk::Scan& scan) {
+  if (!scan.HasSpace()) return std::nullopt;
+  try {
+    return 1000.0 / static_cast<double>(utils::UnitsPerMeter(scan.GetSpace()->units));
+  } catch (const std::out_of_range&) {
+    return std::nullopt;
+  }
+}
+
+std::string DepthText(float depth, const std::optional<double>& millimetres) {
+  char text[48];
+  if (millimetres) {
+    std::snprintf(text, sizeof text, "%.1f mm", depth * *millimetres);
+  } else {
+    std::snprintf(text, sizeof text, "%.4g", depth);
+  }
+  return text;
+}
+
+std::string DescribeDepth(const Stretch& stretch, const std::optional<double>& millimetres) {
+  return DepthText(stretch.low, millimetres) + " (blue) to " + DepthText(stretch.high, millimetres) +
+         " (red), 1st to 99th percentile" + (millimetres ? "" : "; the scan's unit is unknown");
+}
+
+// The depth colour scale: near (blue) at the bottom, far (red) at the top,
+// labelled with the depths its ends stand for.
+cv::Mat ColourBar(const Stretch& stretch, int height, const std::optional<double>& millimetres) {
+  const int barWidth = 16;
+  const int labelWidth = 96;
+  const int rows = std::max(height, kMinBarHeight);
+  cv::Mat levels(rows, barWidth, CV_8UC1);
+  for (int y = 0; y < rows; ++y) {
+    levels.row(y).setTo(cv::Scalar(255.0 * (rows - 1 - y) / std::max(1, rows - 1)));
+  }
+  cv::Mat bar;
+  cv::applyColorMap(levels, bar, cv::COLORMAP_TURBO);
+  cv::Mat panel(rows, barWidth + labelWidth, CV_8UC3, cv::Scalar(0, 0, 0));
+  bar.copyTo(panel(cv::Rect(0, 0, barWidth, rows)));
+  const cv::Scalar white(255, 255, 255);
+  const double scale = 0.4;
+  cv::putText(panel, DepthText(stretch.high, millimetres), cv::Point(barWidth + 4, 12), cv::FONT_HERSHEY_SIMPLEX,
+              scale, white, 1, cv::LINE_AA);
+  cv::putText(panel, DepthText(stretch.low, millimetres), cv::Point(barWidth + 4, rows - 4),
+              cv::FONT_HERSHEY_SIMPLEX, scale, white, 1, cv::LINE_AA);
+  return panel;
+}
+
+// The panels left to right, the shorter ones padded with black at the bottom.
+cv::Mat SideBySide(const std::vector<cv::Mat>& panels) {
+  int rows = 0;
+  for (const cv::Mat& panel : panels) rows = std::max(rows, panel.rows);
+  std::vector<cv::Mat> padded;
+  for (const cv::Mat& panel : panels) {
+    cv::Mat tall;
+    cv::copyMakeBorder(panel, tall, 0, rows - panel.rows, 0, 0, cv::BORDER_CONSTANT, cv::Scalar(0, 0, 0));
+    padded.push_back(tall);
+  }
+  cv::Mat image;
+  cv::hconcat(padded, image);
+  return image;
+}
+
 }  // namespace
 
 Preview RenderPreview(const zelk::Scan& scan) {
@@ -171,17 +241,21 @@ Preview RenderPreview(const zelk::Scan& scan) {
   const Pixels pixels = scan.GetHeight() == 1 ? ProjectedPixels(scan) : GridPixels(scan);
   if (pixels.size.area() == 0) throw ToolError("the scan has no finite points to draw");
   Preview preview;
-  const cv::Mat depth = DepthPanel(pixels);
+  const Stretch depthStretch = StretchOf(pixels.depths);
+  const std::optional<double> millimetres = MillimetresPerUnit(scan);
+  std::vector<cv::Mat> panels = {DepthPanel(pixels, depthStretch),
+                                 ColourBar(depthStretch, pixels.size.height, millimetres)};
+  preview.depth = DescribeDepth(depthStretch, millimetres);
   const cv::Mat texture = TexturePanel(scan, pixels, preview.texture);
-  if (texture.empty()) {
-    preview.image = depth;
-  } else {
-    cv::hconcat(depth, texture, preview.image);
-  }
+  if (!texture.empty()) panels.push_back(texture);
+  preview.image = SideBySide(panels);
   return preview;
 }
 
 Preview WritePreview(const std::string& pngPath, const zelk::Scan& scan) {
+  // The tool reports a failed write in its own one line; OpenCV's warning
+  // beside it would only repeat it.
+  cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
   if (!cv::haveImageWriter(pngPath)) {
     throw ToolError("cannot write preview \"" + pngPath + "\": unknown image type (use .png)");
   }

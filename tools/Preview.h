@@ -1,8 +1,9 @@
 #pragma once
 // Picture of a scan for a quick look: the depth of every grid cell as a
-// colour map (near blue ... far red; unmeasured cells black) on the left, and
-// on the right the colour texture, or else the intensities in grey, when the
-// scan has one. Depth is the distance along the camera's viewing axis, so the
+// colour map (near blue ... far red; unmeasured cells black) on the left,
+// beside it a colour bar labelled with the depths (in millimetres when the
+// scan's space says its unit) its ends stand for, and on the right the colour
+// texture, or else the intensities in grey, when the scan has one. Depth is the distance along the camera's viewing axis, so the
 // picture looks the same whatever space the points are in. An unorganised
 // scan (one row of points, as other programs' files read) has no pixel grid:
 // its points are drawn as seen along +Z (x right, y down; the nearest point
@@ -19,6 +20,7 @@ namespace tavrin_tool {
 
 struct Preview {
   cv::Mat image;        // 8-bit BGR
+  std::string depth;    // the depth range the colours span, for the user
   std::string texture;  // how the texture was stretched, for the user; "none" without one
 };
 

@@ -2,6 +2,7 @@
 // Reading and writing scan files for the subcommands.
 #include <zelk/Scan.h>
 
+#include <functional>
 #include <string>
 
 namespace tavrin_tool {
@@ -26,15 +27,25 @@ enum class InputSpace { Unstated, Camera, Marker };
 // ToolError for any other extension, and for ".praw" unless `allowPraw`.
 ScanFormat OutputFormatOf(const std::string& path, bool allowPraw);
 
+// Refuses, with one ToolError that names the cause, a path that is missing,
+// a directory, unreadable (the system's reason), of an unknown type or empty.
+void CheckReadable(const std::string& path);
+
+// The "RPly: ..." lines of text collected from standard error, joined by
+// "; "; the other lines are written back to standard error.
+std::string RplyMessages(const std::string& captured);
+
 // Any file the library imports (Photoneo PLY, .praw, .zelk, other PLY, OBJ,
 // STL, DAE, FBX), with a Photoneo PLY's colours restored (Texture.h). A scan
 // without a space gets `space`; a file that states another space than
-// `space` is refused. ToolError with the reason when the file is missing, of
-// an unknown type or unreadable.
+// `space` is refused. ToolError with the reason (CheckReadable, then what
+// the reader said: RPly's message folded in, the library's last line).
 void LoadScan(const std::string& path, zelk::Scan& scan, InputSpace space = InputSpace::Unstated);
 
 // Writes a ".ply" or ".zelk" file atomically; ToolError on failure, and for a
 // ".ply" of a scan without a space (the error names --space).
-void SaveScan(const std::string& path, const zelk::Scan& scan, const PlyOptions& ply);
+// `onWritten` as in WriteAtomically.
+void SaveScan(const std::string& path, const zelk::Scan& scan, const PlyOptions& ply,
+              const std::function<void()>& onWritten = {});
 
 }  // namespace tavrin_tool

@@ -22,7 +22,7 @@ void StartSimulatedPhoXiControl() {
       }
     }
     // Once per run, so no one mistakes these scans for real ones.
-    std::cout << "simulated PhoXi Control " << tavrin::PhoXiDevice::GetPhoXiControlVersion() << " with "
+    std::cerr << "simulated PhoXi Control " << tavrin::PhoXiDevice::GetPhoXiControlVersion() << " with "
               << (devices.empty() ? std::string("no device") : devices) << " (no real PhoXi Control in this build)"
               << std::endl;
     return true;

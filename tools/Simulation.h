@@ -10,7 +10,7 @@ namespace tavrin_tool {
 // devices it offers: by default the virtual PhoXi Scanner TVR-SIM-0001 at
 // 1032 x 772 with a grey texture and the virtual MotionCam TVR-SIM-0002 at
 // 1120 x 800 in colour; PHOXI_SIM_DEVICES chooses others) once per process.
-// Cheap; call it first in every subcommand.
+// Prints on standard error. Cheap; call it first in every subcommand.
 void StartSimulatedPhoXiControl();
 
 }  // namespace tavrin_tool

@@ -50,25 +50,65 @@ std::string TypeName(zelk::DataType type) {
   return "unknown";
 }
 
-void PrintBounds(std::ostream& out, const zelk::Scan& scan, const std::string& unit) {
-  const glm::vec3* positions = scan.GetPositions();
-  const std::uint32_t count = scan.GetPointCount();
-  glm::vec3 low(std::numeric_limits<float>::max());
-  glm::vec3 high(std::numeric_limits<float>::lowest());
-  std::uint32_t finite = 0;
-  for (std::uint32_t i = 0; positions != nullptr && i < count; ++i) {
-    const glm::vec3& p = positions[i];
-    if (!std::isfinite(p.x) || !std::isfinite(p.y) || !std::isfinite(p.z)) continue;
+// The box around the finite points; empty when there is none.
+struct Bounds {
+  glm::vec3 low{std::numeric_limits<float>::max()};
+  glm::vec3 high{std::numeric_limits<float>::lowest()};
+  std::uint64_t count = 0;
+
+  void Add(const glm::vec3& p) {
+    if (!std::isfinite(p.x) || !std::isfinite(p.y) || !std::isfinite(p.z)) return;
     low = glm::min(low, p);
     high = glm::max(high, p);
-    ++finite;
+    ++count;
   }
-  if (finite == 0) {
+  nlohmann::json Json() const {
+    if (count == 0) return nullptr;
+    return {{"min", {low.x, low.y, low.z}}, {"max", {high.x, high.y, high.z}}};
+  }
+};
+
+Bounds ScanBounds(const zelk::Scan& scan) {
+  Bounds bounds;
+  const glm::vec3* positions = scan.GetPositions();
+  for (std::uint32_t i = 0, n = scan.GetPointCount(); positions != nullptr && i < n; ++i) bounds.Add(positions[i]);
+  return bounds;
+}
+
+// Measured cells of a cloud: finite and not at the origin (unmeasured cells
+// of a grid are (0, 0, 0)).
+Bounds CloudBounds(const pho_ply_io::PointCloud& cloud) {
+  Bounds bounds;
+  if (cloud.points.type() != CV_32FC3) return bounds;
+  for (int r = 0; r < cloud.points.rows; ++r) {
+    const cv::Vec3f* row = cloud.points.ptr<cv::Vec3f>(r);
+    for (int c = 0; c < cloud.points.cols; ++c) {
+      if (row[c][0] != 0.0f || row[c][1] != 0.0f || row[c][2] != 0.0f) bounds.Add({row[c][0], row[c][1], row[c][2]});
+    }
+  }
+  return bounds;
+}
+
+void PrintBounds(std::ostream& out, const Bounds& bounds, const std::string& unit) {
+  if (bounds.count == 0) {
     out << "bounding box: none (no finite points)\n";
     return;
   }
   const std::string suffix = unit.empty() ? "" : " " + unit;
-  out << "bounding box: min " << Vec(low) << " max " << Vec(high) << " size " << Vec(high - low) << suffix << '\n';
+  out << "bounding box: min " << Vec(bounds.low) << " max " << Vec(bounds.high) << " size "
+      << Vec(bounds.high - bounds.low) << suffix << '\n';
+}
+
+nlohmann::json Triple(const glm::vec3& v) { return {v.x, v.y, v.z}; }
+
+// What a cloud holds, by grid name.
+std::vector<std::string> CloudParts(const pho_ply_io::PointCloud& cloud) {
+  std::vector<std::string> parts;
+  if (!cloud.points.empty()) parts.push_back("points");
+  if (!cloud.normals.empty()) parts.push_back("normals");
+  if (!cloud.texture.empty()) parts.push_back("texture");
+  if (!cloud.faces.empty()) parts.push_back("faces");
+  return parts;
 }
 
 }  // namespace
@@ -116,7 +156,7 @@ void PrintInfo(std::ostream& out, const std::string& path, const zelk::Scan& sca
   out << "camera position: " << Vec(scan.GetCameraPosition()) << (unit.empty() ? "" : " " + unit) << '\n';
   out << "camera axes (" << scan.GetCameraBasisDefinition().id << "): x " << Vec(axes[0], 6) << " y "
       << Vec(axes[1], 6) << " z " << Vec(axes[2], 6) << '\n';
-  PrintBounds(out, scan, unit);
+  PrintBounds(out, ScanBounds(scan), unit);
   out << "properties:";
   const std::vector<std::string> names = scan.GetPropertyNames();
   if (names.empty()) out << " none";
@@ -132,6 +172,74 @@ void PrintInfo(std::ostream& out, const std::string& path, const zelk::Scan& sca
   } else {
     out << "timestamp: none\n";
   }
+}
+
+nlohmann::json InfoJson(const std::string& path, const zelk::Scan& scan) {
+  nlohmann::json info = {{"file", path}, {"scan", true}};
+  info["resolution"] = {scan.GetWidth(), scan.GetHeight()};
+  info["points"] = scan.GetPointCount();
+  if (scan.HasSpace()) {
+    const utils::SpaceDefinition& space = *scan.GetSpace();
+    const std::string unit = UnitLabel(scan);
+    info["space"] = {{"id", space.id},
+                     {"category", CategoryName(space.category)},
+                     {"units", unit.empty() ? nlohmann::json(nullptr) : nlohmann::json(unit)},
+                     {"up", AxisName(space.up)},
+                     {"forward", AxisName(space.forward)},
+                     {"handedness", space.handedness == utils::Handedness::Right ? "right" : "left"}};
+  } else {
+    info["space"] = nullptr;
+  }
+  const zelk::ScanCameraParams& p = scan.GetCameraParams();
+  info["intrinsics"] = {{"fx", p.fx}, {"fy", p.fy}, {"cx", p.cx}, {"cy", p.cy}, {"k1", p.k1},
+                        {"k2", p.k2}, {"k3", p.k3}, {"p1", p.p1}, {"p2", p.p2}};
+  const glm::mat3 axes = scan.GetCameraBasis(scan.GetCameraBasisDefinition());
+  info["camera"] = {{"position", Triple(scan.GetCameraPosition())},
+                    {"axes", {{"x", Triple(axes[0])}, {"y", Triple(axes[1])}, {"z", Triple(axes[2])}}},
+                    {"axes_convention", scan.GetCameraBasisDefinition().id}};
+  info["bounds"] = ScanBounds(scan).Json();
+  nlohmann::json properties = nlohmann::json::array();
+  for (const std::string& name : scan.GetPropertyNames()) {
+    const zelk::PointCloudProperty* property = scan.GetProperty(name);
+    properties.push_back({{"name", name}, {"type", TypeName(property ? property->GetType() : zelk::DataType::Unknown)}});
+  }
+  info["properties"] = properties;
+  const std::optional<double> timestamp = scan.GetTimestamp();
+  info["timestamp"] = timestamp ? nlohmann::json(*timestamp) : nlohmann::json(nullptr);
+  return info;
+}
+
+void PrintCloudInfo(std::ostream& out, const std::string& path, const pho_ply_io::PointCloud& cloud,
+                    const std::string& reason) {
+  const Bounds bounds = CloudBounds(cloud);
+  out << "file: " << path << '\n';
+  out << "scan: no (" << reason << ")\n";
+  out << "grid: " << cloud.points.cols << " x " << cloud.points.rows
+      << (cloud.points.cols > 1 ? "" : " (not organised)") << '\n';
+  out << "points: " << bounds.count << " measured\n";
+  PrintBounds(out, bounds, "");
+  out << "holds:";
+  for (const std::string& part : CloudParts(cloud)) out << ' ' << part;
+  out << '\n';
+  out << "camera pose: " << (cloud.hasView ? "present" : "none") << '\n';
+  if (cloud.hasCalibration && cloud.cameraResolution.size() == 2 && cloud.frameBinning.size() == 2) {
+    out << "calibration: present (camera resolution " << cloud.cameraResolution[0] << " x " << cloud.cameraResolution[1]
+        << ", binning " << cloud.frameBinning[0] << " x " << cloud.frameBinning[1] << ")\n";
+  } else {
+    out << "calibration: none\n";
+  }
+}
+
+nlohmann::json CloudJson(const std::string& path, const pho_ply_io::PointCloud& cloud, const std::string& reason) {
+  const Bounds bounds = CloudBounds(cloud);
+  nlohmann::json info = {{"file", path}, {"scan", false}, {"reason", reason}};
+  info["grid"] = {cloud.points.cols, cloud.points.rows};
+  info["points"] = bounds.count;
+  info["bounds"] = bounds.Json();
+  info["holds"] = CloudParts(cloud);
+  info["camera_pose"] = cloud.hasView;
+  info["calibration"] = cloud.hasCalibration;
+  return info;
 }
 
 }  // namespace tavrin_tool

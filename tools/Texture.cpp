@@ -1,5 +1,6 @@
 #include "Texture.h"
 
+#include "Logging.h"
 #include "ToolError.h"
 
 #include <tavrin/Files.h>
@@ -28,15 +29,24 @@ float BrightestIntensity(const zelk::Scan& scan) {
 PlyTexture PlanPlyTexture(const zelk::Scan& scan, TextureChoice choice) {
   PlyTexture plan;
   if (choice == TextureChoice::None) return plan;
-  if (choice == TextureChoice::Color || (choice == TextureChoice::Auto && scan.HasColors())) {
-    if (!scan.HasColors()) throw ToolError("the scan has no colours for --texture color (use intensity or none)");
+  const bool hasColors = scan.HasColors();
+  const bool hasIntensities = scan.HasIntensities();
+  // A texture the scan cannot give falls back to what it has.
+  if (choice == TextureChoice::Color && !hasColors) {
+    PrintWarning(std::string("the scan has no colours for --texture color; writing ") +
+                 (hasIntensities ? "its intensities as grey" : "no texture"));
+    choice = TextureChoice::Auto;
+  }
+  if (choice == TextureChoice::Intensity && !hasIntensities) {
+    PrintWarning(std::string("the scan has no intensities for --texture intensity; writing ") +
+                 (hasColors ? "its colours" : "no texture"));
+    choice = TextureChoice::Auto;
+  }
+  if (choice == TextureChoice::Color || (choice == TextureChoice::Auto && hasColors)) {
     plan.colorOutput = tavrin::ColorOutput::Color;
     return plan;
   }
-  if (!scan.HasIntensities()) {
-    if (choice == TextureChoice::Auto) return plan;
-    throw ToolError("the scan has no intensities for --texture intensity (use color or none)");
-  }
+  if (!hasIntensities) return plan;
   const float brightest = BrightestIntensity(scan);
   plan.grey = scan;
   zelk::Scan& grey = *plan.grey;

@@ -31,7 +31,8 @@ struct PlyTexture {
 };
 
 // Applies `choice` to `scan` (a copy for grey: one pass over the points).
-// ToolError when the choice names what the scan lacks.
+// When the choice names what the scan lacks, warns and writes what it has
+// (colours, else intensities as grey, else no texture).
 PlyTexture PlanPlyTexture(const zelk::Scan& scan, TextureChoice choice);
 
 // The 8-bit grey of `intensity` when the brightest one is `brightest` (> 0):

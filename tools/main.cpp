@@ -1,8 +1,14 @@
 // tavrin: capture scans from PhoXi scanners and convert scan files.
 //
-// Exit codes: 0 success, 1 any failure (bad arguments, missing file, device
-// not there, write error), with one "tavrin: error: ..." line on stderr.
+// Standard output carries results; the banner, progress, warnings and errors
+// go to standard error. Exit codes: 0 success; 1 a failure (missing or
+// unreadable file, device not there, write error), with one
+// "tavrin: error: ..." line per failure on standard error; 2 a usage error
+// (unknown option, arguments that do not fit together); 128 + the signal
+// when interrupted (130 SIGINT, 143 SIGTERM, 129 SIGHUP), after
+// "tavrin: interrupted ...".
 #include "Commands.h"
+#include "Interrupt.h"
 #include "Logging.h"
 #include "ToolError.h"
 
@@ -17,23 +23,23 @@
 #define TAVRIN_TOOL_VERSION "unknown"
 #endif
 
-namespace {
+namespace tavrin_tool {
 
-// Scripts read the error as one line, whatever text the cause carried.
-int ReportError(std::string message) {
+void PrintError(std::string message) {
+  // Scripts read the error as one line, whatever text the cause carried.
   for (char& c : message) {
     if (c == '\n' || c == '\r') c = ' ';
   }
   while (!message.empty() && message.back() == ' ') message.pop_back();
   std::cout.flush();
   std::cerr << "tavrin: error: " << message << std::endl;
-  return 1;
 }
 
-}  // namespace
+}  // namespace tavrin_tool
 
 int main(int argc, char** argv) {
   using namespace tavrin_tool;
+  InstallInterruptHandlers();
   CLI::App app{"Capture 3D scans from PhoXi scanners through PhoXi Control and convert scan files.\n"
                "Without arguments: capture 3 scans into ./tavrin-out/ and write a preview.",
                "tavrin"};
@@ -58,7 +64,8 @@ int main(int argc, char** argv) {
   } catch (const CLI::CallForVersion& e) {
     return app.exit(e);
   } catch (const CLI::ParseError& e) {
-    return ReportError(std::string(e.what()) + " (see tavrin --help)");
+    PrintError(std::string(e.what()) + " (see tavrin --help)");
+    return 2;
   }
 
   SetupLogging(global.verbose);
@@ -71,11 +78,19 @@ int main(int argc, char** argv) {
     }
     RunDefaultJob();
     return 0;
+  } catch (const UsageError& e) {
+    PrintError(e.what());
+    return 2;
   } catch (const ToolError& e) {
-    return ReportError(e.what());
+    PrintError(e.what());
+    return 1;
+  } catch (const ReportedFailures&) {
+    return 1;
   } catch (const std::bad_alloc&) {
-    return ReportError("out of memory");
+    PrintError("out of memory");
+    return 1;
   } catch (const std::exception& e) {
-    return ReportError(std::string("unexpected failure: ") + e.what());
+    PrintError(std::string("unexpected failure: ") + e.what());
+    return 1;
   }
 }

@@ -160,6 +160,10 @@ public:
   // Switches the normal map on (estimation radius 2 unless one is set); false
   // when not connected.
   bool EnableNormals();
+  // Switches the normal map off, so scans come without normals; false when
+  // not connected or when the device refuses (a file camera plays its
+  // recordings as they are).
+  bool DisableNormals();
   bool AreNormalsEnabled() const;
 
   // --- acquisition (lock held) ---

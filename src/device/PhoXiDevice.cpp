@@ -173,6 +173,11 @@ bool PhoXiDevice::EnableNormals() {
   return streamer_->EnableNormals();
 }
 
+bool PhoXiDevice::DisableNormals() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return streamer_->DisableNormals();
+}
+
 bool PhoXiDevice::AreNormalsEnabled() const {
   std::lock_guard<std::mutex> lock(mutex_);
   return streamer_->AreNormalsEnabled();

@@ -84,6 +84,7 @@ public:
   pho::api::PhoXiOperationMode GetOperationMode() const;
   bool SetOperationMode(const pho::api::PhoXiOperationMode& mode);
   bool EnableNormals();
+  bool DisableNormals();
   bool AreNormalsEnabled() const;
   pho::api::PhoXiCalibrationSettings GetCalibrationSettings() const;
   // The device saves the kept (or pending triggered) frame to `path`.

@@ -174,6 +174,13 @@ bool PhoXiStreamer::EnableNormals() {
   return true;
 }
 
+bool PhoXiStreamer::DisableNormals() {
+  if (!IsConnected()) return false;
+  pho::api::FrameOutputSettings output = device->OutputSettings.GetValue();
+  output.SendNormalMap = false;
+  return device->OutputSettings.SetValue(output);
+}
+
 bool PhoXiStreamer::AreNormalsEnabled() const {
   return IsConnected() && device->OutputSettings.GetValue().SendNormalMap &&
          device->ProcessingSettings.GetValue().NormalsEstimationRadius > 0;

@@ -105,12 +105,13 @@ def tool_writes(args, checks, workdir):
     cases = [
         # name, tool arguments, texture expected in the file
         ("capture defaults (grey)", ["capture"], "grey"),
-        ("--normals --texture intensity", ["capture", "--normals", "--texture", "intensity"], "grey"),
-        ("colour scanner", ["capture", "--device", "TVR-SIM-0002", "--normals"], "colour"),
+        ("--texture intensity", ["capture", "--texture", "intensity"], "grey"),
+        ("--no-normals", ["capture", "--no-normals"], "grey"),
+        ("colour scanner", ["capture", "--device", "TVR-SIM-0002"], "colour"),
         ("colour scanner --texture color --ascii", ["capture", "--device", "TVR-SIM-0002", "--texture", "color",
                                                     "--ascii"], "colour"),
         ("--texture none", ["capture", "--texture", "none"], None),
-        ("--unordered --normals", ["capture", "--unordered", "--normals"], "grey"),
+        ("--unordered", ["capture", "--unordered"], "grey"),
         ("--unordered --ascii (colour)", ["capture", "--unordered", "--ascii", "--device", "TVR-SIM-0002"],
          "colour"),
     ]

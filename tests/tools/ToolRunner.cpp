@@ -78,8 +78,9 @@ ToolRun RunTool(const std::vector<std::string>& arguments, const fs::path& worki
   return run;
 }
 
-pid_t StartTool(const std::vector<std::string>& arguments, const fs::path& workingDirectory) {
-  return Spawn(arguments, workingDirectory, nullptr, nullptr);
+pid_t StartTool(const std::vector<std::string>& arguments, const fs::path& workingDirectory,
+                const fs::path* errFile) {
+  return Spawn(arguments, workingDirectory, nullptr, errFile);
 }
 
 int WaitTool(pid_t pid) {

@@ -24,8 +24,10 @@ using tavrin_test::ScratchDir;
 // Runs the tool with `arguments` in `workingDirectory` and waits for it.
 ToolRun RunTool(const std::vector<std::string>& arguments, const std::filesystem::path& workingDirectory);
 
-// Starts the tool without waiting; the caller signals and reaps it.
-pid_t StartTool(const std::vector<std::string>& arguments, const std::filesystem::path& workingDirectory);
+// Starts the tool without waiting, its standard error into `errFile` when
+// given; the caller signals and reaps it.
+pid_t StartTool(const std::vector<std::string>& arguments, const std::filesystem::path& workingDirectory,
+                const std::filesystem::path* errFile = nullptr);
 // Waits for a started tool; the raw wait status.
 int WaitTool(pid_t pid);
 

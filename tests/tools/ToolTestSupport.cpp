@@ -58,19 +58,32 @@ zelk::Scan LoadScan(const std::string& path) {
   return scan;
 }
 
-::testing::AssertionResult FailedCleanly(const ToolRun& run) {
-  const std::vector<std::string> lines = run.ErrLines();
-  if (run.exitCode != 1) {
+std::vector<std::string> Messages(const ToolRun& run) {
+  std::vector<std::string> messages;
+  for (const std::string& line : run.ErrLines()) {
+    const std::size_t slash = line.find('/');
+    const bool progress = line.rfind("[", 0) == 0 && slash != std::string::npos && slash > 1 &&
+                          line.find_first_not_of("0123456789/", 1) == line.find("] ");
+    if (progress || line.rfind("simulated PhoXi Control ", 0) == 0 || line.rfind("capturing ", 0) == 0) continue;
+    messages.push_back(line);
+  }
+  return messages;
+}
+
+::testing::AssertionResult FailedCleanly(const ToolRun& run, int exitCode) {
+  const std::vector<std::string> lines = Messages(run);
+  if (run.exitCode != exitCode) {
     return ::testing::AssertionFailure() << "exit code " << run.exitCode << ", stderr: " << run.err;
   }
   if (lines.size() != 1 || lines[0].rfind("tavrin: error: ", 0) != 0) {
     return ::testing::AssertionFailure() << "expected one \"tavrin: error:\" line, stderr was:\n" << run.err;
   }
+  if (!run.out.empty()) return ::testing::AssertionFailure() << "a failed run printed results:\n" << run.out;
   return ::testing::AssertionSuccess();
 }
 
 ::testing::AssertionResult Succeeded(const ToolRun& run) {
-  if (run.exitCode != 0 || !run.err.empty()) {
+  if (run.exitCode != 0 || !Messages(run).empty()) {
     return ::testing::AssertionFailure() << "exit code " << run.exitCode << ", stderr: " << run.err
                                          << "\nstdout: " << run.out;
   }

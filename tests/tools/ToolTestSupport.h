@@ -11,7 +11,7 @@
 
 namespace tavrin_tool_test {
 
-// One "[i/N] <path>: <points> points, <W> x <H>, <space>, <ms> ms" line.
+// One "<path>: <points> points, <W> x <H>, <space>, <ms> ms" line.
 struct SummaryLine {
   std::string path;
   unsigned long points = 0;
@@ -24,10 +24,16 @@ std::optional<SummaryLine> ParseSummary(const std::string& line);
 // The scan in `path`, read through the library (fails the test when it cannot be read).
 zelk::Scan LoadScan(const std::string& path);
 
-// A run that failed the way the tool promises: exit code 1 and exactly one
-// "tavrin: error: ..." line on stderr.
-::testing::AssertionResult FailedCleanly(const ToolRun& run);
-// A run that succeeded: exit code 0, nothing on stderr.
+// Columns of the depth colour bar in a preview.
+constexpr int kColourBarWidth = 112;
+
+// Standard error besides the banner and progress lines ("[i/N] ...",
+// "capturing ...").
+std::vector<std::string> Messages(const ToolRun& run);
+// A run that failed the way the tool promises: exit code `exitCode` (1
+// failure, 2 usage) and exactly one message, "tavrin: error: ...".
+::testing::AssertionResult FailedCleanly(const ToolRun& run, int exitCode = 1);
+// A run that succeeded: exit code 0, no message on stderr.
 ::testing::AssertionResult Succeeded(const ToolRun& run);
 
 // Names in `dir` that look like leftovers of an unfinished write.

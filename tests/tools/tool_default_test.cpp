@@ -14,9 +14,11 @@ TEST(ToolDefaultJob, WritesThreeScansTheirSummariesAndAPreview) {
   const ToolRun run = RunTool({}, dir.Path());
   ASSERT_TRUE(Succeeded(run));
 
+  // The banner goes to standard error, results to standard output.
+  ASSERT_FALSE(run.ErrLines().empty());
+  EXPECT_EQ(run.ErrLines()[0].rfind("simulated PhoXi Control", 0), 0u) << run.err;
+  EXPECT_EQ(run.out.find("simulated PhoXi Control"), std::string::npos) << run.out;
   const std::vector<std::string> lines = run.OutLines();
-  ASSERT_FALSE(lines.empty());
-  EXPECT_NE(lines[0].find("simulated PhoXi Control"), std::string::npos) << lines[0];
 
   std::vector<SummaryLine> summaries;
   for (const std::string& line : lines) {
@@ -36,8 +38,9 @@ TEST(ToolDefaultJob, WritesThreeScansTheirSummariesAndAPreview) {
 
   const cv::Mat preview = cv::imread(dir / "tavrin-out/preview.png");
   ASSERT_FALSE(preview.empty());
-  // Depth panel beside the intensity panel of the grey default scanner.
-  EXPECT_EQ(preview.cols, static_cast<int>(2 * summaries[2].width));
+  // Depth panel and its colour bar beside the intensity panel of the grey
+  // default scanner.
+  EXPECT_EQ(preview.cols, static_cast<int>(2 * summaries[2].width) + kColourBarWidth);
   EXPECT_EQ(preview.rows, static_cast<int>(summaries[2].height));
   EXPECT_TRUE(TemporaryLeftovers(dir).empty());
 }
@@ -56,6 +59,7 @@ TEST(ToolLogging, QuietRunFoldsTheLibraryReasonIntoItsOneErrorLine) {
   ASSERT_TRUE(FailedCleanly(run));
   EXPECT_NE(run.err.find("broken.ply"), std::string::npos) << run.err;
   EXPECT_NE(run.err.find("(tavrin::PhoPointcloudToZelkScan)"), std::string::npos) << run.err;
+  EXPECT_EQ(run.err.find("[fail]"), std::string::npos) << run.err;
 }
 
 TEST(ToolLogging, VerboseRunShowsTheLibraryLogLinesAsTheyHappen) {
@@ -63,7 +67,7 @@ TEST(ToolLogging, VerboseRunShowsTheLibraryLogLinesAsTheyHappen) {
   WriteBrokenPhotoneoPly(dir / "broken.ply");
   const ToolRun run = RunTool({"info", "broken.ply", "-v"}, dir.Path());
   EXPECT_EQ(run.exitCode, 1);
-  const std::vector<std::string> lines = run.ErrLines();
+  const std::vector<std::string> lines = Messages(run);
   ASSERT_GE(lines.size(), 2u) << run.err;
   EXPECT_EQ(lines.front().rfind("[fail] tavrin::PhoPointcloudToZelkScan: ", 0), 0u) << run.err;
   EXPECT_EQ(lines.back().rfind("tavrin: error: ", 0), 0u) << run.err;

@@ -1,7 +1,9 @@
-// Bad input never crashes the tool: one clear error line, exit code 1, and
-// no output file.
+// Bad input never crashes the tool: one clear error line that names the
+// cause, exit code 1 (2 for a usage error), and no output file; an
+// interruption leaves only whole files and says how far the run got.
 #include "ToolTestSupport.h"
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +18,7 @@ struct BadInput {
   const char* name;
   std::vector<std::string> arguments;
   const char* mentions;  // text the error line must contain
+  int exitCode;
 };
 
 void PrintTo(const BadInput& input, std::ostream* out) {
@@ -29,11 +32,16 @@ TEST_P(ToolBadInput, FailsWithOneErrorLineAndWritesNothing) {
   ScratchDir dir;
   std::ofstream(dir / "notes.txt") << "not a scan\n";
   std::ofstream(dir / "plain.ply") << "ply\nformat ascii 1.0\nelement vertex 0\nend_header\n";
+  std::ofstream(dir / "empty.ply");
+  std::ofstream(dir / "cut.ply") << "ply\nformat ascii 1.0\nobj_info Photoneo PLY PointCloud ( Width = 2; Height = 1)\n"
+                                    "element vertex 2\nproperty float x\nproperty float y\nproperty float z\n"
+                                    "end_header\n1 2 3\n4 5";
+  std::ofstream(dir / "bad.praw") << "garbage";
   std::filesystem::create_directory(dir / "folder.ply");
   const std::vector<std::string> before = dir.List();
 
   const ToolRun run = RunTool(GetParam().arguments, dir.Path());
-  EXPECT_TRUE(FailedCleanly(run));
+  EXPECT_TRUE(FailedCleanly(run, GetParam().exitCode));
   EXPECT_NE(run.err.find(GetParam().mentions), std::string::npos) << run.err;
   EXPECT_EQ(dir.List(), before) << "the failed run left files behind";
 }
@@ -41,27 +49,36 @@ TEST_P(ToolBadInput, FailsWithOneErrorLineAndWritesNothing) {
 INSTANTIATE_TEST_SUITE_P(
     Cases, ToolBadInput,
     ::testing::Values(
-        BadInput{"UnknownSubcommand", {"scan"}, "scan"},
-        BadInput{"UnknownOption", {"capture", "--colour"}, "--colour"},
-        BadInput{"BadTextureValue", {"capture", "--texture", "rainbow"}, "rainbow"},
-        BadInput{"BadSpaceValue", {"capture", "--space", "world"}, "world"},
-        BadInput{"ZeroCount", {"capture", "--count", "0"}, "count"},
-        BadInput{"DeviceAndFileTogether", {"capture", "--device", "X", "--file", "a.praw"}, "excludes"},
-        BadInput{"MissingDevice", {"capture", "--device", "NO-SUCH-SCANNER", "-o", "x.ply"}, "NO-SUCH-SCANNER"},
-        BadInput{"MissingRecording", {"capture", "--file", "gone.praw", "-o", "x.ply"}, "gone.praw"},
-        BadInput{"RecordingIsNotOne", {"capture", "--file", "notes.txt", "-o", "x.ply"}, "recording"},
-        BadInput{"UnknownCaptureOutput", {"capture", "-o", "x.xyz"}, "x.xyz"},
-        BadInput{"OutputIsADirectory", {"capture", "-o", "folder.ply"}, "folder.ply"},
-        BadInput{"ConvertMissingInput", {"convert", "gone.ply", "x.zelk"}, "gone.ply"},
-        BadInput{"ConvertUnknownInputType", {"convert", "notes.txt", "x.zelk"}, "notes.txt"},
-        BadInput{"ConvertNotAPhotoneoPly", {"convert", "plain.ply", "x.zelk"}, "plain.ply"},
-        BadInput{"ConvertToPraw", {"convert", "plain.ply", "x.praw"}, "x.praw"},
-        BadInput{"ConvertInputIsADirectory", {"convert", "folder.ply", "x.zelk"}, "folder.ply"},
-        BadInput{"ConvertMissingArgument", {"convert", "plain.ply"}, "OUT"},
-        BadInput{"InfoMissingFile", {"info", "gone.zelk"}, "gone.zelk"},
-        BadInput{"InfoWithoutFile", {"info"}, "FILE"},
-        BadInput{"PreviewMissingFile", {"preview", "gone.ply", "-o", "p.png"}, "gone.ply"},
-        BadInput{"PreviewUnreadable", {"preview", "notes.txt", "-o", "p.png"}, "notes.txt"}),
+        BadInput{"UnknownSubcommand", {"scan"}, "scan", 2},
+        BadInput{"UnknownOption", {"capture", "--colour"}, "--colour", 2},
+        BadInput{"BadTextureValue", {"capture", "--texture", "rainbow"}, "rainbow", 2},
+        BadInput{"BadSpaceValue", {"capture", "--space", "world"}, "world", 2},
+        BadInput{"ZeroCount", {"capture", "--count", "0"}, "count", 2},
+        BadInput{"DeviceAndFileTogether", {"capture", "--device", "X", "--file", "a.praw"}, "excludes", 2},
+        BadInput{"NoNormalsForRecordings", {"capture", "--file", "a.praw", "--no-normals"}, "--no-normals", 2},
+        BadInput{"MissingDevice", {"capture", "--device", "NO-SUCH-SCANNER", "-o", "x.ply"},
+                 "no such device \"NO-SUCH-SCANNER\"", 1},
+        BadInput{"MissingRecording", {"capture", "--file", "gone.praw", "-o", "x.ply"}, "gone.praw\": no such file", 1},
+        BadInput{"RecordingIsNotOne", {"capture", "--file", "plain.ply", "-o", "x.ply"}, "not a recording", 1},
+        BadInput{"UnknownCaptureOutput", {"capture", "-o", "x.xyz"}, "x.xyz", 1},
+        BadInput{"OutputIsADirectory", {"capture", "-o", "folder.ply"}, "folder.ply", 1},
+        BadInput{"ConvertMissingInput", {"convert", "gone.ply", "x.zelk"}, "gone.ply\": no such file", 1},
+        BadInput{"ConvertUnknownInputType", {"convert", "notes.txt", "x.zelk"}, "unknown file type", 1},
+        BadInput{"ConvertNotAPhotoneoPly", {"convert", "plain.ply", "x.zelk"}, "plain.ply", 1},
+        BadInput{"ConvertToPraw", {"convert", "plain.ply", "x.praw"}, "x.praw", 1},
+        BadInput{"ConvertInputIsADirectory", {"convert", "folder.ply", "x.zelk"}, "is a directory", 1},
+        BadInput{"ConvertMissingArgument", {"convert", "plain.ply"}, "FILES", 2},
+        BadInput{"ConvertSeveralIntoAFile", {"convert", "plain.ply", "cut.ply", "x.zelk"}, "directory", 2},
+        BadInput{"ConvertIntoADirectoryWithoutType", {"convert", "plain.ply", "out/"}, "--to", 2},
+        BadInput{"ConvertTwoInputsToOneName", {"convert", "cut.ply", "cut.zelk", "out/", "--to", "ply"},
+                 "would both be written", 2},
+        BadInput{"InfoMissingFile", {"info", "gone.zelk"}, "gone.zelk", 1},
+        BadInput{"InfoEmptyFile", {"info", "empty.ply"}, "empty file", 1},
+        BadInput{"InfoTruncatedPly", {"info", "cut.ply"}, "truncated (RPly: ", 1},
+        BadInput{"InfoNotARecording", {"info", "bad.praw"}, "not a PhoXi raw recording", 1},
+        BadInput{"InfoWithoutFile", {"info"}, "FILE", 2},
+        BadInput{"PreviewMissingFile", {"preview", "gone.ply", "-o", "p.png"}, "gone.ply", 1},
+        BadInput{"PreviewUnreadable", {"preview", "notes.txt", "-o", "p.png"}, "notes.txt", 1}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(ToolBadOutput, PreviewToAnUnknownImageTypeWritesNothing) {
@@ -86,28 +103,72 @@ TEST(ToolBadOutput, FailedRecordingPlaybackLeavesEarlierFilesAlone) {
   EXPECT_TRUE(TemporaryLeftovers(dir).empty());
 }
 
-// An interrupted run leaves only whole files: each file present reads back,
-// and no temporary file remains.
-TEST(ToolInterrupted, LeavesOnlyCompleteFiles) {
+// An interruption, at a point of a long run: nothing half-written is left,
+// the last line says how far the run got, and the exit code is 128 + signal.
+struct InterruptCase {
+  const char* name;
+  int signal;
+  bool convert;     // a conversion of 30 files, else a capture of 30 scans
+  int filesBefore;  // files written before the signal (0: as soon as the run has begun)
+};
+void PrintTo(const InterruptCase& c, std::ostream* out) { *out << c.name; }
+
+class ToolInterrupted : public ::testing::TestWithParam<InterruptCase> {};
+
+TEST_P(ToolInterrupted, LeavesOnlyWholeFilesAndSaysHowFarItGot) {
+  const InterruptCase& c = GetParam();
   ScratchDir dir;
-  const pid_t pid = StartTool({"capture", "--count", "40", "-o", "out/s.ply"}, dir.Path());
-  // Wait (bounded) until the first scan is out, then interrupt mid-run.
-  for (int i = 0; i < 3000 && !std::filesystem::exists(dir / "out/s_001.ply"); ++i) {
+  std::vector<std::string> arguments = {"capture", "--count", "30", "-o", "out/s.zelk"};
+  if (c.convert) {
+    ASSERT_TRUE(Succeeded(RunTool({"capture", "-o", "in/s00.zelk"}, dir.Path())));
+    arguments = {"convert"};
+    for (int i = 0; i < 30; ++i) {
+      const std::string name = "in/s" + std::to_string(10 + i) + ".zelk";
+      std::filesystem::copy_file(dir / "in/s00.zelk", dir / name);
+      arguments.push_back(name);
+    }
+    arguments.insert(arguments.end(), {"out/", "--to", "ply"});
+  }
+  const std::filesystem::path errors = dir.Path() / "stderr.txt";
+  const pid_t pid = StartTool(arguments, dir.Path(), &errors);
+  const auto written = [&] {
+    int count = 0;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(dir / "out", error)) {
+      count += entry.path().filename().string()[0] != '.' ? 1 : 0;
+    }
+    return count;
+  };
+  // Wait (bounded) until the run has begun (its banner) or the files are out.
+  for (int i = 0; i < 3000; ++i) {
+    if (c.filesBefore > 0 ? written() >= c.filesBefore : !tavrin_test::ReadFileBytes(errors.string()).empty()) break;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
-  kill(pid, SIGINT);
+  kill(pid, c.signal);
   const int status = WaitTool(pid);
-  EXPECT_TRUE(WIFSIGNALED(status) || (WIFEXITED(status) && WEXITSTATUS(status) == 0));
+  ASSERT_TRUE(WIFEXITED(status)) << "the tool died of the signal instead of ending on it";
+  EXPECT_EQ(WEXITSTATUS(status), 128 + c.signal);
+  const int done = written();
+  EXPECT_GE(done, c.filesBefore);
+  EXPECT_LT(done, 30);
+  const std::string err = tavrin_test::ReadFileBytes(errors.string());
+  EXPECT_NE(err.find("tavrin: interrupted after " + std::to_string(done) + " of 30\n"), std::string::npos) << err;
   EXPECT_TRUE(TemporaryLeftovers(dir).empty());
-  int complete = 0;
   for (const std::string& name : dir.List()) {
-    if (name.size() > 4 && name.substr(name.size() - 4) == ".ply") {
+    if (name.rfind("out/", 0) == 0) {
       EXPECT_GT(LoadScan(dir / name).GetPointCount(), 0u) << name;
-      ++complete;
     }
   }
-  EXPECT_GE(complete, 1);
 }
+
+INSTANTIATE_TEST_SUITE_P(Signals, ToolInterrupted,
+                         ::testing::Values(InterruptCase{"CaptureSigintAtOnce", SIGINT, false, 0},
+                                           InterruptCase{"CaptureSigtermAfterTwo", SIGTERM, false, 2},
+                                           InterruptCase{"CaptureSighupAfterOne", SIGHUP, false, 1},
+                                           InterruptCase{"ConvertSighupAtOnce", SIGHUP, true, 0},
+                                           InterruptCase{"ConvertSigintAfterTwo", SIGINT, true, 2},
+                                           InterruptCase{"ConvertSigtermAfterOne", SIGTERM, true, 1}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
 }  // namespace tavrin_tool_test

@@ -96,10 +96,16 @@ TEST_F(ToolTexture, ColourScansKeepTheirTrueColoursThroughConversions) {
   EXPECT_EQ(kept.GetColors()[0].r, original.GetColors()[0].r);
 }
 
-TEST_F(ToolTexture, AChoiceTheScanCannotMeetIsRefused) {
+TEST_F(ToolTexture, AChoiceTheScanCannotMeetWarnsAndWritesWhatItHas) {
   const ToolRun run = RunTool({"convert", "grey.zelk", "x.ply", "--texture", "color"}, dir_->Path());
-  EXPECT_TRUE(FailedCleanly(run));
-  EXPECT_NE(run.err.find("no colours"), std::string::npos) << run.err;
+  ASSERT_EQ(run.exitCode, 0) << run.err;
+  ASSERT_EQ(Messages(run).size(), 1u) << run.err;
+  EXPECT_EQ(Messages(run)[0], "tavrin: warning: the scan has no colours for --texture color; writing its "
+                              "intensities as grey");
+  const zelk::Scan grey = LoadScan(*dir_ / "grey.zelk");
+  const std::vector<cv::Vec3b> written = FileColours(*dir_ / "x.ply", grey);
+  ASSERT_EQ(written.size(), grey.GetPointCount());
+  EXPECT_TRUE(std::all_of(written.begin(), written.end(), [](const cv::Vec3b& c) { return c[0] == c[1] && c[1] == c[2]; }));
 }
 
 TEST_F(ToolTexture, PreviewStretchesTheTextureAndSaysHow) {
