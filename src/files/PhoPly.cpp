@@ -12,6 +12,7 @@
 #include <tavrin/Conversions.h>
 #include <tavrin/Files.h>
 
+#include "convert/ScanToFrame.h"
 #include "files/pho_ply_io/PointCloudWrite.h"
 
 #include <ulog/ulog.h>
@@ -30,12 +31,12 @@ bool ImportPhoPly(const std::string& path, zelk::Scan& scan) {
   return PhoPointcloudToZelkScan(scan, cloud);
 }
 
+// The scan becomes the frame that its point cloud would become, without the
+// cloud's grids in between; the cloud carries the calibration to the writer.
 bool ExportPhoPly(const std::string& path, const zelk::Scan& scan, ColorOutput colorOutput) {
-  const std::shared_ptr<pho_ply_io::PointCloud> cloud = ZelkScanToPhoPointCloud(scan, colorOutput);
-  if (!cloud) return false;
-  const std::shared_ptr<pho::api::Frame> frame = PhoPointCloudToPhoFrame(*cloud);
-  if (!frame) return false;
-  return pho_ply_io::SavePhoPly(*frame, *cloud, path);
+  const FrameAndCloud converted = ScanToFrameAndCloud(scan, colorOutput);
+  if (!converted.frame) return false;
+  return pho_ply_io::SavePhoPly(*converted.frame, *converted.cloud, path);
 }
 
 }  // namespace tavrin

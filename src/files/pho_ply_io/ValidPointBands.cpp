@@ -5,13 +5,15 @@
 // so the rule lives in one place.
 #include "files/pho_ply_io/ValidPointBands.h"
 
+#include "model/Parallel.h"
+
 #include <algorithm>
-#include <system_error>
-#include <thread>
 #include <vector>
 
 namespace pho_ply_io {
 namespace {
+
+using tavrin::RunParts;
 
 // Below this many cells a band is not worth a thread.
 constexpr std::size_t kMinCellsPerBand = std::size_t(1) << 18;
@@ -40,24 +42,10 @@ int CountValidPointsInBands(const PointCloud& cloud, unsigned threads) {
     return whole.validPoints;
   }
   std::vector<int> counts(static_cast<std::size_t>(bands), 0);
-  const auto count = [&](int b) {
-    counts[static_cast<std::size_t>(b)] =
-        CountBand(cloud, static_cast<int>(static_cast<long long>(rows) * b / bands),
-                  static_cast<int>(static_cast<long long>(rows) * (b + 1) / bands));
-  };
-  std::vector<std::thread> workers;
-  workers.reserve(static_cast<std::size_t>(bands));
-  int started = 1;
-  for (; started < bands; ++started) {
-    try {
-      workers.emplace_back(count, started);
-    } catch (const std::system_error&) {
-      break;  // the bands left run here
-    }
-  }
-  count(0);
-  for (int b = started; b < bands; ++b) count(b);
-  for (std::thread& worker : workers) worker.join();
+  RunParts(static_cast<unsigned>(bands), [&](unsigned b) {
+    const auto band = static_cast<long long>(b);
+    counts[b] = CountBand(cloud, static_cast<int>(rows * band / bands), static_cast<int>(rows * (band + 1) / bands));
+  });
   int total = 0;
   for (int c : counts) total += c;
   return total;
