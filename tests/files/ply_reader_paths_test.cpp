@@ -66,8 +66,11 @@ PlyElement Vertices(const std::vector<std::string>& properties, int count) {
     std::vector<double> row = VertexValues(i, static_cast<int>(properties.size()));
     for (std::size_t k = 0; k < properties.size(); ++k) {
       const std::string& type = vertex.properties[k].type;
-      if (type != "float" && type != "double") row[k] = (i * 37 + static_cast<int>(k) * 11) % 300 - 20;
-      if (type == "uchar") row[k] = (i * 37 + static_cast<int>(k) * 11) % 256;
+      const int seed = i * 37 + static_cast<int>(k) * 11;
+      if (type == "char") row[k] = seed % 200 - 100;
+      else if (type == "uchar") row[k] = seed % 256;
+      else if (type[0] == 'u') row[k] = seed % 300;  // beyond a byte
+      else if (type != "float" && type != "double") row[k] = seed % 300 - 20;  // beyond a byte both ways
     }
     vertex.rows.push_back(row);
   }
@@ -115,6 +118,12 @@ const PathCase kContentCases[] = {
      [] {
        PlyContent content = WithVertices(kFull, 5, 2, 13);
        content.elements.push_back(Vertices({"float x"}, 10));
+       return content;
+     }},
+    {"LastVertexElementEmpty",
+     [] {
+       PlyContent content = WithVertices(kFull, 5, 2, 10);
+       content.elements.push_back(Vertices({"float x"}, 0));
        return content;
      }},
     {"Faces",

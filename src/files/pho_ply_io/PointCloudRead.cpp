@@ -366,7 +366,8 @@ void RegisterStores(p_ply ply, const VertexGroup& group, e_ply_store_type type, 
 
 void RegisterGroup(p_ply ply, const GroupPositions& positions, const VertexGroup& group, bool directStores,
                    p_ply_read_cb callback, e_ply_store_type type, GridCursor& cursor) {
-  if (directStores && AdvancesOncePerVertex(positions, group)) {
+  // An empty grid has no memory for stores; its callbacks store nothing.
+  if (directStores && !cursor.matrix.empty() && AdvancesOncePerVertex(positions, group)) {
     RegisterStores(ply, group, type, cursor.matrix);
     return;
   }
