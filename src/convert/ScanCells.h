@@ -33,11 +33,15 @@ inline unsigned char IntensityByte(float intensity) {
 }
 
 // Times 255, rounded to nearest with ties to even, clamped to [0, 255] (NaN as 0).
+// Between 0.5 and 255.5 adding and taking away 2^23 rounds exactly as
+// std::nearbyint does, without a call into the maths library; what lies
+// outside rounds to 0 or beyond 255 and is clamped.
 inline unsigned char ColorByte(float component) {
-  const float v = std::nearbyint(component * 255.0f);
-  if (!(v > 0.0f)) return 0;
-  if (v > 255.0f) return 255;
-  return static_cast<unsigned char>(v);
+  const float scaled = component * 255.0f;
+  if (!(scaled > 0.5f)) return 0;
+  if (scaled >= 255.5f) return 255;
+  constexpr float kRounder = 8388608.0f;  // 2^23: floats from here on are integers
+  return static_cast<unsigned char>((scaled + kRounder) - kRounder);
 }
 
 // Where a scan's points go and what they carry into the grid.
