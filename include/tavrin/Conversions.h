@@ -4,7 +4,10 @@
 // None keeps state, takes a lock or touches a device (except the
 // device-handle overload of PhoFrameToScan, which reads its calibration); any
 // thread may call them concurrently. Each blocks only for its own work: one
-// pass over the grid, tens of milliseconds for a multi-megapixel frame.
+// pass over the grid, tens of milliseconds for a multi-megapixel frame. The
+// conversions out of a scan split a large grid over worker threads that are
+// joined before the call returns; the acceptance function of PhoFrameToScan
+// is only ever called on the calling thread.
 // Scans are the caller's and are filled in place; frames and clouds come back
 // as new objects owned by the caller. Failures: an empty result or false and
 // one ulog line; only allocation failures and unit lookups of unknown units

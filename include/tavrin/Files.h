@@ -4,7 +4,9 @@
 //
 // Every function blocks its calling thread for the file work (a large PLY
 // takes tens of milliseconds, a recording up to a capture's time), keeps no
-// state and may run concurrently with the others on different paths. The
+// state and may run concurrently with the others on different paths. Large
+// PLY files are decoded and written on worker threads that are joined before
+// the call returns. The
 // caller owns every scan; a function fills it in place. Failure: false and
 // one ulog line that says why (none where noted); exceptions only from
 // allocation and from the PLY reader ("Non triangular meshes not supported").

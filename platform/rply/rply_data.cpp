@@ -1,12 +1,15 @@
 // Data reading of the RPly implementation.
 //
 // Each element is planned once: every property gets its decoder (type and
-// byte order) and callback before the first instance is read. Binary elements
-// made of scalars only are then read as fixed-size records straight out of the
-// input window, a whole window of records at a time; everything else (ASCII,
-// lists) goes value by value. Either way the callback runs once per value, as
-// the interface requires.
+// byte order) and callback or store before the first instance is read. An
+// element whose wanted values all go to stores is read in bulk
+// (rply_bulk.cpp) as far as it can be, then on from where that stopped.
+// Otherwise binary elements made of scalars only are read as fixed-size
+// records straight out of the input window, a whole window of records at a
+// time; everything else (ASCII, lists) goes value by value. Either way each
+// callback runs once per value, as the interface requires.
 #include "rply_ascii.h"
+#include "rply_bulk.h"
 #include "rply_internal.h"
 
 #include <climits>
@@ -17,87 +20,18 @@
 
 namespace {
 
+using rply_detail::BulkResult;
+using rply_detail::BulkSource;
 using rply_detail::Canonical;
+using rply_detail::Decode;
 using rply_detail::Error;
 using rply_detail::Input;
+using rply_detail::kHostLittleEndian;
+using rply_detail::kSwapped;
 using rply_detail::ParseAscii;
+using rply_detail::Step;
+using rply_detail::StoreValue;
 using rply_detail::TypeSize;
-
-constexpr bool kHostLittleEndian = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
-// Added to a canonical type code when the bytes must be swapped.
-constexpr int kSwapped = 16;
-
-template <class T>
-inline T Load(const char* p) {
-  T v;
-  std::memcpy(&v, p, sizeof(T));
-  return v;
-}
-
-template <class T, class U>
-inline T LoadSwapped(const char* p) {
-  U u;
-  std::memcpy(&u, p, sizeof(U));
-  if constexpr (sizeof(U) == 2) {
-    u = __builtin_bswap16(u);
-  } else if constexpr (sizeof(U) == 4) {
-    u = __builtin_bswap32(u);
-  } else {
-    u = __builtin_bswap64(u);
-  }
-  T v;
-  std::memcpy(&v, &u, sizeof(T));
-  return v;
-}
-
-inline double Decode(int code, const char* p) {
-  switch (code) {
-    case PLY_INT8:
-    case PLY_INT8 + kSwapped:
-      return static_cast<std::int8_t>(*p);
-    case PLY_UINT8:
-    case PLY_UINT8 + kSwapped:
-      return static_cast<std::uint8_t>(*p);
-    case PLY_INT16:
-      return Load<std::int16_t>(p);
-    case PLY_UINT16:
-      return Load<std::uint16_t>(p);
-    case PLY_INT32:
-      return Load<std::int32_t>(p);
-    case PLY_UIN32:
-      return Load<std::uint32_t>(p);
-    case PLY_FLOAT32:
-      return Load<float>(p);
-    case PLY_FLOAT64:
-      return Load<double>(p);
-    case PLY_INT16 + kSwapped:
-      return LoadSwapped<std::int16_t, std::uint16_t>(p);
-    case PLY_UINT16 + kSwapped:
-      return LoadSwapped<std::uint16_t, std::uint16_t>(p);
-    case PLY_INT32 + kSwapped:
-      return LoadSwapped<std::int32_t, std::uint32_t>(p);
-    case PLY_UIN32 + kSwapped:
-      return LoadSwapped<std::uint32_t, std::uint32_t>(p);
-    case PLY_FLOAT32 + kSwapped:
-      return LoadSwapped<float, std::uint32_t>(p);
-    case PLY_FLOAT64 + kSwapped:
-      return LoadSwapped<double, std::uint64_t>(p);
-    default:
-      return 0.0;
-  }
-}
-
-struct Step {
-  p_ply_property property;
-  e_ply_type type;         // canonical scalar type (value type of a list)
-  e_ply_type lengthType;   // canonical length type of a list
-  int code;                // Decode code of `type`
-  int lengthCode;          // Decode code of `lengthType`
-  std::size_t size;        // bytes of `type`
-  std::size_t lengthSize;  // bytes of `lengthType`
-  std::size_t offset;      // byte offset in a fixed-size binary record
-  bool list;
-};
 
 enum class Status { Ok, Reported, Bad };
 
@@ -122,6 +56,13 @@ public:
       offset += step.size;
       if (step.list) {
         fixedRecord_ = false;
+        anyList_ = true;
+      }
+      if (property->read_cb != nullptr) {
+        anyCallback_ = true;
+      }
+      if (property->stored) {
+        anyStore_ = true;
       }
       steps_.push_back(step);
     }
@@ -137,12 +78,53 @@ public:
     if (steps_.empty()) {
       return true;
     }
-    return fixedRecord_ ? ReadRecords() : ReadValues();
+    long start = 0;
+    BulkSource source{};
+    if (BulkReadable(source)) {
+      const BulkResult bulk = ascii_ ? rply_detail::ReadLinesInBulk(source, steps_, element_.ninstances)
+                                     : rply_detail::ReadRecordsInBulk(source, steps_, recordSize_,
+                                                                      element_.ninstances);
+      if (!input_.Seek(bulk.resume)) {
+        ReportBad(steps_.front(), bulk.done);
+        return false;
+      }
+      if (bulk.done == element_.ninstances) {
+        return true;
+      }
+      start = bulk.done;
+    }
+    return fixedRecord_ ? ReadRecords(start) : ReadValues(start);
   }
 
 private:
   void ReportBad(const Step& step, long instance) {
     Error(ply_, "Error reading '%s' of '%s' number %ld", step.property->name.c_str(), element_.name.c_str(), instance);
+  }
+
+  // Bulk reading needs stores only (callbacks impose their order), a file it
+  // can read at any offset, and records it can take whole.
+  bool BulkReadable(BulkSource& source) const {
+    if (!anyStore_ || anyCallback_ || anyList_ || !input_.RegularSize(source.fileSize)) {
+      return false;
+    }
+    if (!ascii_ && (recordSize_ == 0 || recordSize_ > rply_detail::kBulkMaxRecord)) {
+      return false;
+    }
+    source.descriptor = input_.Descriptor();
+    source.offset = input_.Offset();
+    source.threads = ply_->threads;
+    source.minBytesPerThread = ply_->min_bytes_per_thread;
+    return true;
+  }
+
+  // One wanted value: to its store or its callback.
+  bool Deliver(const Step& step, long instance, double value) {
+    if (step.property->stored) {
+      StoreValue(*step.property, instance, value);
+      return true;
+    }
+    ply_->argument.value = value;
+    return Call(step);
   }
 
   bool Call(const Step& step) {
@@ -157,11 +139,12 @@ private:
     return true;
   }
 
-  // Fixed-size binary records: decode straight from the input window.
-  bool ReadRecords() {
+  // Fixed-size binary records from instance `instance` on: decode straight
+  // from the input window.
+  bool ReadRecords(long instance) {
     std::vector<const Step*> active;
     for (const Step& step : steps_) {
-      if (step.property->read_cb != nullptr) {
+      if (step.property->read_cb != nullptr || step.property->stored) {
         active.push_back(&step);
       }
     }
@@ -169,7 +152,6 @@ private:
     argument.length = 1;
     argument.value_index = 0;
     const long count = element_.ninstances;
-    long instance = 0;
     while (instance < count) {
       if (input_.Available() < recordSize_ && !input_.Ensure(recordSize_)) {
         const std::size_t available = input_.Available();
@@ -187,8 +169,7 @@ private:
       for (long k = 0; k < batch; ++k, record += recordSize_) {
         argument.instance_index = instance + k;
         for (const Step* step : active) {
-          argument.value = Decode(step->code, record + step->offset);
-          if (!Call(*step)) {
+          if (!Deliver(*step, instance + k, Decode(step->code, record + step->offset))) {
             return false;
           }
         }
@@ -235,14 +216,15 @@ private:
     return status == Status::Ok;
   }
 
-  // ASCII, lists, or records too large for the window: value by value.
-  bool ReadValues() {
+  // ASCII, lists, or records too large for the window, from instance
+  // `first` on: value by value.
+  bool ReadValues(long first) {
     t_ply_argument_& argument = ply_->argument;
     const long count = element_.ninstances;
-    for (long instance = 0; instance < count; ++instance) {
+    for (long instance = first; instance < count; ++instance) {
       argument.instance_index = instance;
       for (const Step& step : steps_) {
-        const bool wanted = step.property->read_cb != nullptr;
+        const bool wanted = step.property->read_cb != nullptr || step.property->stored;
         double value = 0.0;
         if (!step.list) {
           const Status status = ReadScalar(step.type, step.code, step.size, wanted, value);
@@ -252,8 +234,7 @@ private:
           if (wanted) {
             argument.length = 1;
             argument.value_index = 0;
-            argument.value = value;
-            if (!Call(step)) {
+            if (!Deliver(step, instance, value)) {
               return false;
             }
           }
@@ -303,6 +284,9 @@ private:
   std::size_t recordSize_ = 0;
   bool ascii_ = false;
   bool fixedRecord_ = false;
+  bool anyList_ = false;
+  bool anyCallback_ = false;
+  bool anyStore_ = false;
 };
 
 }  // namespace
@@ -312,8 +296,8 @@ extern "C" int ply_read(p_ply ply) {
     return 0;
   }
   try {
-    for (const auto& element : ply->elements) {
-      ElementReader reader(ply, *element);
+    for (t_ply_element_& element : ply->elements) {
+      ElementReader reader(ply, element);
       if (!reader.Read()) {
         return 0;
       }

@@ -1,4 +1,5 @@
 // Opening, header parsing and header queries of the RPly implementation.
+#include "rply_bulk.h"
 #include "rply_internal.h"
 
 #include <charconv>
@@ -49,7 +50,7 @@ private:
   bool ParseFormat();
   bool ParseElement();
   bool ParseProperty(t_ply_element_& element);
-  bool ParseLine(std::deque<std::string>& target);
+  bool ParseLine(TextList& target);
 
   p_ply ply_;
   Input& input_;
@@ -99,11 +100,11 @@ bool HeaderParser::ParseFormat() {
   return true;
 }
 
-bool HeaderParser::ParseLine(std::deque<std::string>& target) {
+bool HeaderParser::ParseLine(TextList& target) {
   std::string line;
   switch (input_.NextLine(line)) {
     case Input::LineResult::Ok:
-      target.push_back(std::move(line));
+      target.Add(std::move(line));
       return NextWord();
     case Input::LineResult::TooLong:
       Error(ply_, "Line too long");
@@ -148,12 +149,13 @@ bool HeaderParser::ParseProperty(t_ply_element_& element) {
     return false;
   }
   property->name = word_;
+  property->index = element.properties.size();
   element.properties.push_back(std::move(property));
   return NextWord();
 }
 
 bool HeaderParser::ParseElement() {
-  auto element = std::make_unique<t_ply_element_>();
+  t_ply_element_ element;
   if (!NextWord()) {
     return false;
   }
@@ -161,7 +163,7 @@ bool HeaderParser::ParseElement() {
     Error(ply_, "Word too long");
     return false;
   }
-  element->name = word_;
+  element.name = word_;
   if (!NextWord()) {
     return false;
   }
@@ -173,12 +175,13 @@ bool HeaderParser::ParseElement() {
     Error(ply_, "Expected number got '%s'", word_.c_str());
     return false;
   }
-  element->ninstances = count;
+  element.ninstances = count;
   if (!NextWord()) {
     return false;
   }
-  t_ply_element_& added = *element;
+  element.index = ply_->elements.size();
   ply_->elements.push_back(std::move(element));
+  t_ply_element_& added = ply_->elements.back();
   while (word_ == "property") {
     if (!ParseProperty(added)) {
       return false;
@@ -232,6 +235,32 @@ bool HeaderParser::Parse() {
 
 }  // namespace
 
+void TextList::Add(std::string text) { texts_.push_back(std::move(text)); }
+
+const char* TextList::Next(const char* last) const {
+  std::size_t next = 0;
+  if (last != nullptr) {
+    if (last_ < texts_.size() && texts_[last_].c_str() == last) {
+      next = last_ + 1;
+    } else {
+      if (positions_.empty()) {
+        positions_.reserve(texts_.size());
+        for (std::size_t i = 0; i < texts_.size(); ++i) positions_.emplace(texts_[i].c_str(), i);
+      }
+      const auto found = positions_.find(last);
+      if (found == positions_.end()) {
+        return nullptr;
+      }
+      next = found->second + 1;
+    }
+  }
+  if (next >= texts_.size()) {
+    return nullptr;
+  }
+  last_ = next;
+  return texts_[next].c_str();
+}
+
 void Error(p_ply ply, const char* format, ...) {
   char message[1024];
   va_list args;
@@ -269,6 +298,82 @@ e_ply_type Canonical(e_ply_type type) {
 }
 
 }  // namespace rply_detail
+
+using rply_detail::NameIndex;
+
+namespace {
+
+// The property after `last` (the first for NULL), found through the position
+// `last` carries; NULL after the last one or for one of another element.
+p_ply_property NextProperty(const t_ply_element_& element, const t_ply_property_* last) {
+  const auto& items = element.properties;
+  if (last == nullptr) {
+    return items.empty() ? nullptr : items.front().get();
+  }
+  const std::size_t at = last->index;
+  if (at + 1 >= items.size() || items[at].get() != last) {
+    return nullptr;
+  }
+  return items[at + 1].get();
+}
+
+p_ply_element NextElement(t_ply_& ply, const t_ply_element_* last) {
+  auto& items = ply.elements;
+  if (last == nullptr) {
+    return items.empty() ? nullptr : &items.front();
+  }
+  const std::size_t at = last->index;
+  if (at + 1 >= items.size() || &items[at] != last) {
+    return nullptr;
+  }
+  return &items[at + 1];
+}
+
+}  // namespace
+
+namespace {
+
+// The first property of `element` named `name`: a scan for the few
+// properties elements usually have, an index built on first need for many.
+t_ply_property_* FirstProperty(const t_ply_element_& element, std::string_view name) {
+  constexpr std::size_t kScanned = 32;
+  const auto& properties = element.properties;
+  if (properties.size() <= kScanned) {
+    for (const auto& property : properties) {
+      if (property->name == name) return property.get();
+    }
+    return nullptr;
+  }
+  const auto nameOf = [&properties](std::size_t i) { return std::string_view(properties[i]->name); };
+  if (!element.property_index) {
+    element.property_index = std::make_unique<NameIndex>();
+    element.property_index->Build(properties.size(), nameOf);
+  }
+  const std::size_t found = element.property_index->Find(name, nameOf);
+  return found == NameIndex::kNone ? nullptr : properties[found].get();
+}
+
+// The property that registrations reach: the first of its name in the first
+// element of its name.
+t_ply_property_* FindProperty(p_ply ply, const char* element_name, const char* property_name,
+                              t_ply_element_*& element) {
+  if (ply == nullptr || element_name == nullptr || property_name == nullptr) {
+    return nullptr;
+  }
+  const auto& elements = ply->elements;
+  const auto nameOf = [&elements](std::size_t i) { return std::string_view(elements[i].name); };
+  if (!ply->element_index.Built()) {
+    ply->element_index.Build(elements.size(), nameOf);
+  }
+  const std::size_t found = ply->element_index.Find(element_name, nameOf);
+  if (found == NameIndex::kNone) {
+    return nullptr;
+  }
+  element = &ply->elements[found];
+  return FirstProperty(*element, property_name);
+}
+
+}  // namespace
 
 using rply_detail::Error;
 
@@ -334,58 +439,20 @@ int ply_read_header(p_ply ply) {
   return 1;
 }
 
-namespace {
-
-const char* NextString(const std::deque<std::string>& list, const char* last) {
-  if (last == nullptr) {
-    return list.empty() ? nullptr : list.front().c_str();
-  }
-  for (std::size_t i = 0; i + 1 < list.size(); ++i) {
-    if (list[i].c_str() == last) {
-      return list[i + 1].c_str();
-    }
-  }
-  return nullptr;
-}
-
-}  // namespace
-
 const char* ply_get_next_comment(p_ply ply, const char* last) {
-  return ply != nullptr ? NextString(ply->comments, last) : nullptr;
+  return ply != nullptr ? ply->comments.Next(last) : nullptr;
 }
 
 const char* ply_get_next_obj_info(p_ply ply, const char* last) {
-  return ply != nullptr ? NextString(ply->obj_infos, last) : nullptr;
+  return ply != nullptr ? ply->obj_infos.Next(last) : nullptr;
 }
 
 p_ply_element ply_get_next_element(p_ply ply, p_ply_element last) {
-  if (ply == nullptr || ply->elements.empty()) {
-    return nullptr;
-  }
-  if (last == nullptr) {
-    return ply->elements.front().get();
-  }
-  for (std::size_t i = 0; i + 1 < ply->elements.size(); ++i) {
-    if (ply->elements[i].get() == last) {
-      return ply->elements[i + 1].get();
-    }
-  }
-  return nullptr;
+  return ply != nullptr ? NextElement(*ply, last) : nullptr;
 }
 
 p_ply_property ply_get_next_property(p_ply_element element, p_ply_property last) {
-  if (element == nullptr || element->properties.empty()) {
-    return nullptr;
-  }
-  if (last == nullptr) {
-    return element->properties.front().get();
-  }
-  for (std::size_t i = 0; i + 1 < element->properties.size(); ++i) {
-    if (element->properties[i].get() == last) {
-      return element->properties[i + 1].get();
-    }
-  }
-  return nullptr;
+  return element != nullptr ? NextProperty(*element, last) : nullptr;
 }
 
 int ply_get_element_info(p_ply_element element, const char** name, long* ninstances) {
@@ -411,25 +478,47 @@ int ply_get_property_info(p_ply_property property, const char** name, e_ply_type
 
 long ply_set_read_cb(p_ply ply, const char* element_name, const char* property_name, p_ply_read_cb read_cb,
                      void* pdata, long idata) {
-  if (ply == nullptr || element_name == nullptr || property_name == nullptr) {
+  t_ply_element_* element = nullptr;
+  t_ply_property_* property = FindProperty(ply, element_name, property_name, element);
+  if (property == nullptr) {
     return 0;
   }
-  for (const auto& element : ply->elements) {
-    if (element->name != element_name) {
-      continue;
-    }
-    for (const auto& property : element->properties) {
-      if (property->name == property_name) {
-        property->read_cb = read_cb;
-        property->pdata = pdata;
-        property->idata = idata;
-        return element->ninstances;
-      }
-    }
-    return 0;
-  }
-  return 0;
+  property->read_cb = read_cb;
+  property->pdata = pdata;
+  property->idata = idata;
+  property->stored = false;
+  return element->ninstances;
 }
+
+long ply_set_read_store(p_ply ply, const char* element_name, const char* property_name, e_ply_store_type type,
+                        void* base, size_t stride, long count) {
+  if (base == nullptr || count < 0 || (type != PLY_STORE_FLOAT32 && type != PLY_STORE_UINT8_LOW)) {
+    return 0;
+  }
+  t_ply_element_* element = nullptr;
+  t_ply_property_* property = FindProperty(ply, element_name, property_name, element);
+  if (property == nullptr || property->type == PLY_LIST) {
+    return 0;
+  }
+  property->read_cb = nullptr;
+  property->stored = true;
+  property->store_type = type;
+  property->store_base = static_cast<char*>(base);
+  property->store_stride = stride;
+  property->store_count = count;
+  return element->ninstances;
+}
+
+int ply_set_read_threads(p_ply ply, unsigned threads, size_t min_bytes) {
+  if (ply == nullptr) {
+    return 0;
+  }
+  ply->threads = threads;
+  ply->min_bytes_per_thread = min_bytes;
+  return 1;
+}
+
+unsigned ply_get_read_threads(p_ply ply) { return ply != nullptr ? rply_detail::BulkThreads(ply->threads) : 0; }
 
 int ply_close(p_ply ply) {
   if (ply == nullptr) {

@@ -11,24 +11,59 @@ namespace rply_detail {
 
 namespace {
 
+// Size of a regular file, -1 for anything else (pipes, devices) or when it
+// cannot be told.
+std::int64_t RegularFileSize(std::FILE* file) {
+  struct stat status {};
+  if (::fstat(::fileno(file), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size < 0) {
+    return -1;
+  }
+  return static_cast<std::int64_t>(status.st_size);
+}
+
 // A window one byte larger than a small regular file holds all of it, so
 // nothing it contains can overflow the window; a block for anything else
 // (large files, pipes, files whose size is unknown). Small files are the
 // common case of programs that open many of them.
-std::size_t WindowSize(std::FILE* file) {
-  struct stat status {};
-  if (::fstat(::fileno(file), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size < 0) {
+std::size_t WindowSize(std::int64_t size) {
+  if (size < 0) {
     return kBlockSize;
   }
-  const auto size = static_cast<std::uint64_t>(status.st_size);
-  return size < kBlockSize ? static_cast<std::size_t>(size) + 1 : kBlockSize;
+  const auto bytes = static_cast<std::uint64_t>(size);
+  return bytes < kBlockSize ? static_cast<std::size_t>(bytes) + 1 : kBlockSize;
 }
 
 }  // namespace
 
-Input::Input(std::FILE* file) : file_(file), capacity_(WindowSize(file)), buffer_(new char[capacity_]) {}
+Input::Input(std::FILE* file)
+    : file_(file), size_(RegularFileSize(file)), capacity_(WindowSize(size_)), buffer_(new char[capacity_]) {}
 
 Input::~Input() = default;
+
+bool Input::RegularSize(std::uint64_t& size) const {
+  if (size_ < 0) {
+    return false;
+  }
+  size = static_cast<std::uint64_t>(size_);
+  return true;
+}
+
+int Input::Descriptor() const { return ::fileno(file_); }
+
+bool Input::Seek(std::uint64_t offset) {
+  if (offset >= base_ && offset <= base_ + end_) {
+    pos_ = static_cast<std::size_t>(offset - base_);
+    return true;
+  }
+  if (offset > static_cast<std::uint64_t>(INT64_MAX) || ::fseeko(file_, static_cast<off_t>(offset), SEEK_SET) != 0) {
+    return false;
+  }
+  base_ = offset;
+  pos_ = 0;
+  end_ = 0;
+  eof_ = false;
+  return true;
+}
 
 bool Input::Refill() {
   if (eof_) {
@@ -37,6 +72,7 @@ bool Input::Refill() {
   const std::size_t remaining = end_ - pos_;
   if (pos_ > 0) {
     std::memmove(buffer_.get(), buffer_.get() + pos_, remaining);
+    base_ += pos_;
     pos_ = 0;
     end_ = remaining;
   }

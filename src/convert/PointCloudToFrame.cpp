@@ -2,6 +2,8 @@
 // into the frame's maps; the pose becomes the frame's sensor pose.
 #include <tavrin/Conversions.h>
 
+#include "convert/ScanToFrame.h"
+
 #include <ulog/ulog.h>
 
 #include <cstring>
@@ -43,21 +45,27 @@ pho::api::Point3_64f Widen(const glm::vec3& v) { return pho::api::Point3_64f(v.x
 
 }  // namespace
 
+bool AcceptOrganized(int columns) {
+  if (columns > 1) return true;
+  ulog::Fail("Input point cloud is not organized", "tavrin::PhoPointCloudToPhoFrame");
+  return false;
+}
+
+void SetSensorPose(const pho_ply_io::PointCloud& cloud, pho::api::Frame& frame) {
+  if (!cloud.hasView) return;
+  frame.Info.SensorPosition = Widen(cloud.viewPoint);
+  frame.Info.SensorXAxis = Widen(cloud.xAxis);
+  frame.Info.SensorYAxis = Widen(cloud.yAxis);
+  frame.Info.SensorZAxis = Widen(cloud.zAxis);
+}
+
 std::shared_ptr<pho::api::Frame> PhoPointCloudToPhoFrame(const pho_ply_io::PointCloud& cloud) {
-  if (cloud.points.cols <= 1) {
-    ulog::Fail("Input point cloud is not organized", "tavrin::PhoPointCloudToPhoFrame");
-    return nullptr;
-  }
+  if (!AcceptOrganized(cloud.points.cols)) return nullptr;
   auto frame = std::make_shared<pho::api::Frame>();
   CopyMatToMap(cloud.points, frame->PointCloud);
   if (!cloud.normals.empty()) CopyMatToMap(cloud.normals, frame->NormalMap);
   if (!cloud.texture.empty()) CopyMatToMap(cloud.texture, frame->TextureRGB);
-  if (cloud.hasView) {
-    frame->Info.SensorPosition = Widen(cloud.viewPoint);
-    frame->Info.SensorXAxis = Widen(cloud.xAxis);
-    frame->Info.SensorYAxis = Widen(cloud.yAxis);
-    frame->Info.SensorZAxis = Widen(cloud.zAxis);
-  }
+  SetSensorPose(cloud, *frame);
   return frame;
 }
 

@@ -12,6 +12,7 @@
 #include <tavrin/Conversions.h>
 #include <tavrin/Files.h>
 
+#include "convert/ScanToFrame.h"
 #include "files/PhoPlyWrite.h"
 
 #include <ulog/ulog.h>
@@ -30,14 +31,14 @@ bool ImportPhoPly(const std::string& path, zelk::Scan& scan) {
   return PhoPointcloudToZelkScan(scan, cloud);
 }
 
+// The scan becomes the frame that its point cloud would become, without the
+// cloud's grids in between; the cloud carries the calibration to the writer.
 PhoPlyWriteResult WritePhoPly(const std::string& path, const zelk::Scan& scan, ColorOutput colorOutput,
                               const pho_ply_io::PlyLayout& layout) {
-  const std::shared_ptr<pho_ply_io::PointCloud> cloud = ZelkScanToPhoPointCloud(scan, colorOutput);
-  if (!cloud) return PhoPlyWriteResult::NotConverted;
-  const std::shared_ptr<pho::api::Frame> frame = PhoPointCloudToPhoFrame(*cloud);
-  if (!frame) return PhoPlyWriteResult::NotConverted;
-  return pho_ply_io::SavePhoPly(*frame, *cloud, path, layout) ? PhoPlyWriteResult::Written
-                                                              : PhoPlyWriteResult::NotWritten;
+  const FrameAndCloud converted = ScanToFrameAndCloud(scan, colorOutput);
+  if (!converted.frame) return PhoPlyWriteResult::NotConverted;
+  return pho_ply_io::SavePhoPly(*converted.frame, *converted.cloud, path, layout) ? PhoPlyWriteResult::Written
+                                                                                  : PhoPlyWriteResult::NotWritten;
 }
 
 bool ExportPhoPly(const std::string& path, const zelk::Scan& scan, ColorOutput colorOutput) {

@@ -3,6 +3,8 @@
 #include "RplyTestSupport.h"
 #include "support/ScratchDir.h"
 
+#include <rply_store.h>
+
 #include <gtest/gtest.h>
 
 #include <charconv>
@@ -75,6 +77,34 @@ TEST(RplyAsciiNumbers, FloatAndDoubleValuesMatchOneCorrectRounding) {
     std::memcpy(&a, &gotDouble, 8);
     std::memcpy(&b, &expectedDouble, 8);
     EXPECT_EQ(a, b) << "double " << numbers[i];
+  }
+}
+
+// Stores are read in bulk, whose long lines are parsed eight characters at
+// a time: the values must be the same, here a float and a double (stored as
+// float) followed by enough text for the wide loads.
+TEST(RplyAsciiNumbers, StoredValuesMatchOneCorrectRounding) {
+  const std::vector<std::string> numbers = Numbers();
+  std::string text = "ply\nformat ascii 1.0\nelement v " + std::to_string(numbers.size()) +
+                     "\nproperty float f\nproperty double d\nproperty uchar pad\nend_header\n";
+  for (const std::string& n : numbers) text += n + " " + n + " 000000000000000000007\n";
+  ScratchDir dir;
+  const std::string path = dir.Write("stored.ply", text);
+  std::vector<float> floats(numbers.size(), -1.0f);
+  std::vector<float> doubles(numbers.size(), -1.0f);
+  p_ply ply = ply_open(path.c_str(), nullptr, 0, nullptr);
+  ASSERT_TRUE(ply_read_header(ply));
+  ply_set_read_threads(ply, 3, 1);
+  const long count = static_cast<long>(numbers.size());
+  ply_set_read_store(ply, "v", "f", PLY_STORE_FLOAT32, floats.data(), sizeof(float), count);
+  ply_set_read_store(ply, "v", "d", PLY_STORE_FLOAT32, doubles.data(), sizeof(float), count);
+  EXPECT_EQ(ply_read(ply), 1);
+  ply_close(ply);
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    const float expectedFloat = Expected<float>(numbers[i]);
+    const auto expectedDouble = static_cast<float>(Expected<double>(numbers[i]));
+    EXPECT_EQ(std::memcmp(&floats[i], &expectedFloat, 4), 0) << "float " << numbers[i];
+    EXPECT_EQ(std::memcmp(&doubles[i], &expectedDouble, 4), 0) << "double " << numbers[i];
   }
 }
 

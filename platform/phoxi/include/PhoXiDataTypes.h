@@ -4,9 +4,12 @@
 // Frame::SaveAsPly.
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace pho {
@@ -15,28 +18,63 @@ namespace api {
 namespace detail {
 // Storage of the maps. Frames are tens of megabytes and usually written once
 // into fresh memory, where faulting in 4 KiB pages costs more than the data
-// itself; blocks of 2 MiB and more are therefore huge-page aligned with huge
-// pages requested. Both return nullptr on failure; free with FreeMapMemory.
+// itself; blocks of 2 MiB and more are therefore mapped straight from the
+// system, huge-page aligned with huge pages requested (so the heap's
+// settings do not matter). Every block is handed out zeroed. Returns nullptr
+// on failure; free with FreeMapMemory and the same size.
 void* AllocateMapMemory(std::size_t bytes) noexcept;
-void FreeMapMemory(void* data) noexcept;
+void FreeMapMemory(void* data, std::size_t bytes) noexcept;
 
-template <class T>
-struct MapAllocator {
-  using value_type = T;
-  MapAllocator() = default;
-  template <class U>
-  MapAllocator(const MapAllocator<U>&) noexcept {}  // NOLINT: rebinding is implicit
-  T* allocate(std::size_t n) {
-    if (n > static_cast<std::size_t>(-1) / sizeof(T)) throw std::bad_alloc();
-    void* data = AllocateMapMemory(n * sizeof(T));
-    if (data == nullptr) throw std::bad_alloc();
-    return static_cast<T*>(data);
+// The elements of a map: a block of AllocateMapMemory. A value-initialised
+// map element is all zero bytes, so a new buffer needs no writing at all;
+// pages no one writes are never even backed by memory.
+template <class E>
+class MapBuffer {
+  static_assert(std::is_trivially_copyable<E>::value && std::is_trivially_destructible<E>::value,
+                "map elements are plain values");
+
+public:
+  MapBuffer() = default;
+  // `n` value-initialised elements.
+  explicit MapBuffer(std::size_t n) : size_(n) {
+    if (n == 0) return;
+    if (n > static_cast<std::size_t>(-1) / sizeof(E)) throw std::bad_alloc();
+    data_ = static_cast<E*>(AllocateMapMemory(n * sizeof(E)));
+    if (data_ == nullptr) throw std::bad_alloc();
   }
-  void deallocate(T* data, std::size_t) noexcept { FreeMapMemory(data); }
-  template <class U>
-  bool operator==(const MapAllocator<U>&) const noexcept { return true; }
-  template <class U>
-  bool operator!=(const MapAllocator<U>&) const noexcept { return false; }
+  MapBuffer(const MapBuffer& o) : MapBuffer(o.size_) {
+    if (size_ > 0) std::memcpy(static_cast<void*>(data_), o.data_, size_ * sizeof(E));
+  }
+  MapBuffer(MapBuffer&& o) noexcept : data_(o.data_), size_(o.size_) {
+    o.data_ = nullptr;
+    o.size_ = 0;
+  }
+  MapBuffer& operator=(MapBuffer o) noexcept {
+    std::swap(data_, o.data_);
+    std::swap(size_, o.size_);
+    return *this;
+  }
+  ~MapBuffer() {
+    if (data_ != nullptr) FreeMapMemory(data_, size_ * sizeof(E));
+  }
+
+  E* data() { return data_; }
+  const E* data() const { return data_; }
+  std::size_t size() const { return size_; }
+  bool empty() const { return size_ == 0; }
+  E& operator[](std::size_t i) { return data_[i]; }
+  const E& operator[](std::size_t i) const { return data_[i]; }
+  bool operator==(const MapBuffer& o) const {
+    if (size_ != o.size_) return false;
+    for (std::size_t i = 0; i < size_; ++i) {
+      if (!(data_[i] == o.data_[i])) return false;
+    }
+    return true;
+  }
+
+private:
+  E* data_ = nullptr;
+  std::size_t size_ = 0;
 };
 }  // namespace detail
 
@@ -91,8 +129,8 @@ struct ColorRGB {
 using ColorRGB_16 = ColorRGB<std::uint16_t>;
 
 // Row-major grid: Size.Width columns, Size.Height rows; element (y, x) at
-// y * Width + x. Elements are value-initialised by Resize; maps of 2 MiB and
-// more live in huge pages.
+// y * Width + x. Elements are value-initialised by Resize (a new buffer each
+// time); maps of 2 MiB and more live in huge pages.
 template <class E>
 class Mat2D {
 public:
@@ -107,12 +145,11 @@ public:
     const std::size_t n = size.Width > 0 && size.Height > 0
                               ? static_cast<std::size_t>(size.Width) * static_cast<std::size_t>(size.Height)
                               : 0;
-    data_.assign(n, E());
+    data_ = detail::MapBuffer<E>(n);
   }
   bool Empty() const { return data_.empty(); }
   void Clear() {
-    data_.clear();
-    data_.shrink_to_fit();
+    data_ = detail::MapBuffer<E>();
     Size = PhoXiSize();
   }
   E* GetDataPtr() { return data_.empty() ? nullptr : data_.data(); }
@@ -126,7 +163,7 @@ public:
   bool operator==(const Mat2D& o) const { return Size == o.Size && data_ == o.data_; }
 
 private:
-  std::vector<E, detail::MapAllocator<E>> data_;
+  detail::MapBuffer<E> data_;
 };
 
 using PointCloud32f = Mat2D<Point3_32f>;

@@ -1,6 +1,8 @@
 // The PLY writer behind Frame::SaveAsPly; layout and rules in PlyWriter.h.
 #include "PlyWriter.h"
 
+#include "PlyVertexBlocks.h"
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -29,18 +31,6 @@ struct FileCloser {
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
-// The vertex columns that are written; null when left out.
-struct Columns {
-  const Point3_32f* points = nullptr;
-  const Point3_32f* normals = nullptr;
-  const ColorRGB_16* colors = nullptr;
-  const Scalar<float>* texture = nullptr;
-  const Scalar<float>* depth = nullptr;
-  const Scalar<float>* confidence = nullptr;
-  const Scalar<float>* events = nullptr;
-  std::vector<std::uint8_t> colorTable;  // 16-bit channel -> file byte
-};
-
 template <class Map>
 const typename Map::ElementType* Pick(bool store, const Map& map, const PhoXiSize& size) {
   return store && !map.Empty() && map.Size == size ? map.GetDataPtr() : nullptr;
@@ -64,8 +54,6 @@ std::vector<std::uint8_t> ColorTable(const TextureRGB16& map, bool normalize) {
   }
   return table;
 }
-
-bool IsMeasured(const Point3_32f& p) { return p.x != 0.0f || p.y != 0.0f || p.z != 0.0f; }
 
 // Fixed-length calibration vector: padded with 0 or cut.
 std::vector<float> Fit(const std::vector<float>& values, std::size_t n) {
@@ -112,8 +100,8 @@ std::string Header(const Options& options, const Columns& columns, const PhoXiSi
   return header;
 }
 
-// Output of vertex records and metadata values in either encoding, through
-// one reusable block.
+// Output of ASCII vertex records and of metadata values in either encoding,
+// through one reusable block.
 class Sink {
 public:
   Sink(std::FILE* file, bool binary) : file_(file), binary_(binary), block_(new char[kBlockBytes]) {}
@@ -254,15 +242,19 @@ bool Write(const Frame& frame, const std::string& path, const Options& options) 
   const std::string header = Header(options, columns, size, vertices);
   if (std::fwrite(header.data(), 1, header.size(), file.get()) != header.size()) return false;
 
+  bool written = true;
+  if (options.binary) {
+    written = WriteBinaryVertices(file.get(), columns, cells, options.unordered ? cloud : nullptr, WriterThreads());
+  }
   Sink sink(file.get(), options.binary);
-  for (std::size_t i = 0; i < cells; ++i) {
+  for (std::size_t i = 0; i < cells && !options.binary; ++i) {
     if (options.unordered && !IsMeasured(cloud[i])) continue;
     sink.Reserve(kMaxRecordBytes);
     WriteVertex(sink, columns, i);
   }
   if (options.metadata) WriteMetadata(sink, frame, options);
   sink.Flush();
-  const bool written = sink.ok();
+  written = written && sink.ok();
   return std::fclose(file.release()) == 0 && written;
 }
 

@@ -39,9 +39,10 @@
 // vertices are no grid, so it carries no identification line, and readers
 // (ours included) take it as an unorganised point list.
 //
-// Speed: vertex records are assembled into one reusable interleaved block and
-// written with large fwrite calls; ASCII numbers are formatted with
-// std::to_chars (shortest form that reads back to the same float).
+// Speed: vertex records are interleaved into large blocks written with
+// fwrite; binary blocks are filled on other CPUs while earlier ones are
+// written (PlyVertexBlocks.h). ASCII numbers are formatted with std::to_chars
+// (shortest form that reads back to the same float).
 #include "PhoXiDataTypes.h"
 
 #include <string>

@@ -5,16 +5,26 @@
 // callback straight into its cell, guided by a cursor per grid. No per-vertex
 // allocation and no intermediate vertex list.
 //
+// A vertex group whose last component (z, nz, blue) follows its other
+// components in the vertex element advances its cursor exactly once per
+// vertex, so vertex i lands in cell i. Such a group needs no cursor: its
+// components are registered as direct stores into the grid (RPly's
+// rply_store.h), which RPly fills in bulk, on several threads when the file
+// is large, with the very values the callbacks would store. Any other group
+// keeps its callbacks and cursor.
+//
 // Decisions of this reader:
 // - "dm14": only dm0 .. dm13 are registered; a fifteenth coefficient has no
 //   slot in the 14-entry distortion list that the conversions expect, so it is
 //   read through and ignored.
-// - Cells that no vertex reaches (a group whose last component is missing)
-//   keep the allocation's contents; large grids come zeroed from the kernel.
+// - Cells that no vertex reaches (a group whose last component is missing or
+//   comes first) are zero: large grids come zeroed from the kernel, small
+//   ones are cleared, so a read never hands out stale memory.
 // - Only the first "camera" instance is stored; its buffers hold one entry and
 //   later instances are read through.
 // - Values are converted to integers (colours, face indices) by truncation
-//   toward zero, saturating at the integer range; NaN becomes 0.
+//   toward zero, saturating at the integer range; NaN becomes 0 (RPly's
+//   ply_truncate_toward_zero, which its stores use too).
 // - A header that declares more data than the file can hold, or a grid with
 //   more cells than the file has bytes (checked against the file size before
 //   anything is allocated), gets no grids: RPly reads through and reports a
@@ -22,10 +32,14 @@
 //   allocating gigabytes.
 #include <tavrin/pho_ply_io/PointCloud.h>
 
+#include "files/pho_ply_io/PointCloudRead.h"
+
 #include "convert/HugePageAllocator.h"
 #include "files/pho_ply_io/ObjInfo.h"
+#include "files/pho_ply_io/ValidPointBands.h"
 
 #include <rply.h>
+#include <rply_store.h>
 
 #include <climits>
 #include <cmath>
@@ -103,16 +117,8 @@ struct ReadState {
   cv::Mat binningHeader;
 };
 
-// Truncation toward zero that cannot overflow: saturates, NaN gives 0.
-std::int64_t TruncateToInt64(double value) {
-  if (std::isnan(value)) return 0;
-  if (value >= 9.2233720368547758e18) return INT64_MAX;
-  if (value <= -9.2233720368547758e18) return INT64_MIN;
-  return static_cast<std::int64_t>(value);
-}
-
 int TruncateToInt(double value) {
-  const std::int64_t v = TruncateToInt64(value);
+  const long long v = ply_truncate_toward_zero(value);
   if (v > INT_MAX) return INT_MAX;
   if (v < INT_MIN) return INT_MIN;
   return static_cast<int>(v);
@@ -139,9 +145,8 @@ int ColorComponent(p_ply_argument argument) {
   ply_get_argument_user_data(argument, &data, &index);
   GridCursor& cursor = *static_cast<GridCursor*>(data);
   if (cursor.row < cursor.matrix.rows) {
-    const std::int64_t value = TruncateToInt64(ply_get_argument_value(argument));
     cursor.matrix.ptr<cv::Vec3b>(cursor.row)[cursor.column][static_cast<int>(index)] =
-        static_cast<unsigned char>(static_cast<std::uint64_t>(value) & 0xFFu);
+        ply_store_uint8_low(ply_get_argument_value(argument));
     if (index == 0) cursor.Advance();  // blue is the last of a colour
   }
   return 1;
@@ -288,7 +293,86 @@ std::uint64_t AnalyseElements(p_ply ply, ReadState& state, long& vertexCount) {
 
 // --- registration ---
 
-cv::Mat NewGrid(int rows, int cols, int type) { return tavrin::NewHugePageMat(rows, cols, type); }
+cv::Mat NewGrid(int rows, int cols, int type) { return tavrin::NewZeroMat(rows, cols, type); }
+
+// A vertex group: its property names, the grid channel of each, and the
+// one whose value advances the cursor.
+struct VertexGroup {
+  const char* names[3];
+  int channels[3];
+  int last;
+};
+
+constexpr VertexGroup kPointGroup = {{"x", "y", "z"}, {0, 1, 2}, 2};
+constexpr VertexGroup kNormalGroup = {{"nx", "ny", "nz"}, {0, 1, 2}, 2};
+constexpr VertexGroup kColorGroup = {{"red", "green", "blue"}, {2, 1, 0}, 2};
+
+// Positions of the group properties in the first "vertex" element, the one
+// that registrations reach (the first property of each name); -1 when absent.
+struct GroupPositions {
+  const VertexGroup* groups[3];
+  int positions[3][3];
+};
+
+GroupPositions FindGroupPositions(p_ply ply) {
+  GroupPositions found{{&kPointGroup, &kNormalGroup, &kColorGroup}, {{-1, -1, -1}, {-1, -1, -1}, {-1, -1, -1}}};
+  for (p_ply_element element = ply_get_next_element(ply, nullptr); element != nullptr;
+       element = ply_get_next_element(ply, element)) {
+    const char* name = nullptr;
+    ply_get_element_info(element, &name, nullptr);
+    if (std::strcmp(name, "vertex") != 0) continue;
+    int position = 0;
+    for (p_ply_property property = ply_get_next_property(element, nullptr); property != nullptr;
+         property = ply_get_next_property(element, property), ++position) {
+      const char* propertyName = nullptr;
+      ply_get_property_info(property, &propertyName, nullptr, nullptr, nullptr);
+      for (int g = 0; g < 3; ++g) {
+        for (int i = 0; i < 3; ++i) {
+          int& at = found.positions[g][i];
+          if (at < 0 && std::strcmp(propertyName, found.groups[g]->names[i]) == 0) at = position;
+        }
+      }
+    }
+    break;
+  }
+  return found;
+}
+
+// Whether the group's cursor advances once per vertex: its last component is
+// there and comes after every other component that is.
+bool AdvancesOncePerVertex(const GroupPositions& found, const VertexGroup& group) {
+  for (int g = 0; g < 3; ++g) {
+    if (found.groups[g] != &group) continue;
+    const int* positions = found.positions[g];
+    const int last = positions[group.last];
+    if (last < 0) return false;
+    for (int i = 0; i < 3; ++i) {
+      if (positions[i] > last) return false;
+    }
+    return true;
+  }
+  return false;
+}
+
+// Vertex i's components straight into cell i: what the cursor would do for
+// such a group, vertices beyond the grid dropped likewise.
+void RegisterStores(p_ply ply, const VertexGroup& group, e_ply_store_type type, cv::Mat& grid) {
+  const long cells = static_cast<long>(grid.total());
+  for (int i = 0; i < 3; ++i) {
+    ply_set_read_store(ply, "vertex", group.names[i], type, grid.data + group.channels[i] * grid.elemSize1(),
+                       grid.elemSize(), cells);
+  }
+}
+
+void RegisterGroup(p_ply ply, const GroupPositions& positions, const VertexGroup& group, bool directStores,
+                   p_ply_read_cb callback, e_ply_store_type type, GridCursor& cursor) {
+  // An empty grid has no memory for stores; its callbacks store nothing.
+  if (directStores && !cursor.matrix.empty() && AdvancesOncePerVertex(positions, group)) {
+    RegisterStores(ply, group, type, cursor.matrix);
+    return;
+  }
+  for (int i = 0; i < 3; ++i) ply_set_read_cb(ply, "vertex", group.names[i], callback, &cursor, group.channels[i]);
+}
 
 void RegisterVec3(p_ply ply, const char* element, const char* const names[3], GridCursor& cursor) {
   for (long i = 0; i < 3; ++i) ply_set_read_cb(ply, element, names[i], Vec3Component, &cursor, i);
@@ -300,23 +384,22 @@ void RegisterMatrix(p_ply ply, const char* element, const std::vector<const char
   }
 }
 
-void RegisterCallbacks(p_ply ply, ReadState& state) {
-  static const char* const kPoint[3] = {"x", "y", "z"};
-  static const char* const kNormal[3] = {"nx", "ny", "nz"};
+void RegisterCallbacks(p_ply ply, ReadState& state, bool directStores) {
   static const char* const kPose[4][3] = {{"view_px", "view_py", "view_pz"},
                                           {"x_axisx", "x_axisy", "x_axisz"},
                                           {"y_axisx", "y_axisy", "y_axisz"},
                                           {"z_axisx", "z_axisy", "z_axisz"}};
-  RegisterVec3(ply, "vertex", kPoint, state.pointCursor);
+  const GroupPositions positions = FindGroupPositions(ply);
+  RegisterGroup(ply, positions, kPointGroup, directStores, Vec3Component, PLY_STORE_FLOAT32, state.pointCursor);
   if (state.normals) {
     state.normalCursor.matrix = NewGrid(state.height, state.width, CV_32FC3);
-    RegisterVec3(ply, "vertex", kNormal, state.normalCursor);
+    RegisterGroup(ply, positions, kNormalGroup, directStores, Vec3Component, PLY_STORE_FLOAT32,
+                  state.normalCursor);
   }
   if (state.colors) {
     state.textureCursor.matrix = NewGrid(state.height, state.width, CV_8UC3);
-    ply_set_read_cb(ply, "vertex", "red", ColorComponent, &state.textureCursor, 2);
-    ply_set_read_cb(ply, "vertex", "green", ColorComponent, &state.textureCursor, 1);
-    ply_set_read_cb(ply, "vertex", "blue", ColorComponent, &state.textureCursor, 0);
+    RegisterGroup(ply, positions, kColorGroup, directStores, ColorComponent, PLY_STORE_UINT8_LOW,
+                  state.textureCursor);
   }
   if (state.faces) {
     state.faceCursor.matrix = NewGrid(static_cast<int>(state.faceCount), 1, CV_32SC3);
@@ -354,10 +437,13 @@ std::uint64_t FileSize(const std::string& path) {
   return error ? UINT64_MAX : static_cast<std::uint64_t>(size);
 }
 
-// Fills `cloud` (default on entry) from the file; leaves it default on failure.
-void Read(const std::string& path, PointCloud& cloud) {
+}  // namespace
+
+void ReadPointCloud(const std::string& path, const ReadOptions& options, PointCloud& cloud) {
   PlyHandle ply(ply_open(path.c_str(), nullptr, 0, nullptr));
   if (!ply || !ply_read_header(ply.get())) return;
+  ply_set_read_threads(ply.get(), options.threads, options.minBytesPerThread);
+  const unsigned threads = ply_get_read_threads(ply.get());
 
   ReadState state;
   ReadIdentification(ply.get(), state);
@@ -381,26 +467,18 @@ void Read(const std::string& path, PointCloud& cloud) {
   }
 
   state.pointCursor.matrix = NewGrid(state.height, state.width, CV_32FC3);
-  RegisterCallbacks(ply.get(), state);
+  RegisterCallbacks(ply.get(), state, options.directStores);
   const int readOk = ply_read(ply.get());
   ply.reset();
   if (state.nonTriangular) throw std::runtime_error("Non triangular meshes not supported");
   if (!readOk) return;
 
-  const cv::Mat& points = state.pointCursor.matrix;
-  const cv::Mat& texture = state.textureCursor.matrix;
-  const cv::Mat& normals = state.normalCursor.matrix;
-  const cv::Mat& faces = state.faceCursor.matrix;
-  if (state.camera && state.cameraMatrix && state.distortion && state.resolution && state.binning) {
-    cloud = PointCloud(points, texture, normals, faces, state.pose[0][0], state.pose[1][0], state.pose[2][0],
-                       state.pose[3][0], state.cameraMatrixValues, state.distortionValues,
-                       std::move(state.resolutionValues), std::move(state.binningValues));
-    return;  // the from-parts constructor has counted the valid points
-  }
-  cloud.points = points;
-  cloud.texture = texture;
-  cloud.normals = normals;
-  cloud.faces = faces;
+  // As the constructor from parts would fill it when the calibration is
+  // complete, but with the valid points counted on the read's threads.
+  cloud.points = state.pointCursor.matrix;
+  cloud.texture = state.textureCursor.matrix;
+  cloud.normals = state.normalCursor.matrix;
+  cloud.faces = state.faceCursor.matrix;
   if (state.camera) {
     cloud.hasView = true;
     cloud.viewPoint = state.pose[0][0];
@@ -408,11 +486,16 @@ void Read(const std::string& path, PointCloud& cloud) {
     cloud.yAxis = state.pose[2][0];
     cloud.zAxis = state.pose[3][0];
   }
-  cloud.CountValidPoints();
+  if (state.camera && state.cameraMatrix && state.distortion && state.resolution && state.binning) {
+    cloud.cameraMatrix = std::move(state.cameraMatrixValues);
+    cloud.distortionMatrix = std::move(state.distortionValues);
+    cloud.cameraResolution = std::move(state.resolutionValues);
+    cloud.frameBinning = std::move(state.binningValues);
+    cloud.hasCalibration = true;
+  }
+  cloud.validPoints = CountValidPointsInBands(cloud, threads);
 }
 
-}  // namespace
-
-PointCloud::PointCloud(const std::string& path) : PointCloud() { Read(path, *this); }
+PointCloud::PointCloud(const std::string& path) : PointCloud() { ReadPointCloud(path, ReadOptions(), *this); }
 
 }  // namespace pho_ply_io
