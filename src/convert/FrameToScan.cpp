@@ -152,9 +152,12 @@ bool PhoFrameToScan(const std::shared_ptr<pho::api::Frame>& frame, const zelk::S
 
   std::memcpy(scan.GetPositions() + first, collected.positions.data(), kept * sizeof(glm::vec3));
 
-  glm::vec3* normals = hasNormalMap && scan.HasNormals() ? scan.GetNormals() + first : nullptr;
-  auto* colors = hasRgbMap ? static_cast<zelk::Color3f*>(scan.GetPropertyData(zelk::PointCloud::COLORS)) : nullptr;
-  auto* intensities = hasTexture ? static_cast<float*>(scan.GetPropertyData(zelk::PointCloud::INTENSITIES)) : nullptr;
+  // Typed and checked: a scan handed in with a property of another element
+  // type gets nothing written there rather than a write past its array.
+  glm::vec3* normals = hasNormalMap ? scan.GetNormals() : nullptr;
+  auto* colors = hasRgbMap ? scan.GetPropertyArray<zelk::Color3f>(zelk::PointCloud::COLORS) : nullptr;
+  auto* intensities = hasTexture ? scan.GetPropertyArray<float>(zelk::PointCloud::INTENSITIES) : nullptr;
+  if (normals) normals += first;
   if (colors) colors += first;
   if (intensities) intensities += first;
   if (!normals && !colors && !intensities) return true;

@@ -2,6 +2,8 @@
 
 #include "ZelkFileFormat.h"
 
+#include <ulog/ulog.h>
+
 #include <cstdio>
 #include <filesystem>
 #include <istream>
@@ -47,12 +49,29 @@ bool ReadDefinition(const std::string& bytes, Definition& definition, bool space
 
 bool ReadFloats(Reader& reader, float* target, std::size_t n) { return reader.Bytes(target, n * sizeof(float)); }
 
-bool DecodeScan(Reader& reader, Scan& scan) {
+const char* const kComponent = "zelk::Importer";
+
+// The refusals that a file can be built to provoke are named in the log, so
+// that a reader of the file learns which of the model's rules it breaks.
+void Refuse(std::uint32_t scanIndex, const std::string& why) {
+  ulog::Fail("Scan " + std::to_string(scanIndex) + " of the file " + why, kComponent);
+}
+
+bool DecodeScan(Reader& reader, Scan& scan, std::uint32_t scanIndex) {
   std::uint32_t width = 0;
   std::uint32_t height = 0;
   std::uint32_t count = 0;
   if (!reader.Value(width) || !reader.Value(height) || !reader.Value(count)) return false;
   if (std::uint64_t(count) * (sizeof(glm::uvec2) + sizeof(glm::vec3)) > reader.Remaining()) return false;
+  // Checked before anything is made of the grid: a few bytes can declare
+  // billions of cells.
+  if (!Scan::GridFits(glm::uvec2(width, height), count)) {
+    Refuse(scanIndex, "has a grid of " + std::to_string(width) + " x " + std::to_string(height) + " cells for " +
+                          std::to_string(count) + (count == 1 ? " point" : " points") + "; a grid may have " +
+                          std::to_string(Scan::MAX_SPARSE_GRID_CELLS) + " cells plus " +
+                          std::to_string(Scan::MAX_CELLS_PER_POINT) + " per point.");
+    return false;
+  }
   std::vector<glm::uvec2> coords(count);
   for (glm::uvec2& cell : coords) {
     reader.Value(cell.x);
@@ -74,6 +93,12 @@ bool DecodeScan(Reader& reader, Scan& scan) {
     if (!reader.String(name) || !reader.Value(type) || !reader.Value(elementSize)) return false;
     const DataType dataType = static_cast<DataType>(type);
     if (elementSize == 0 || DataTypeSize(dataType) != elementSize || scan.HasProperty(name)) return false;
+    const DataType defined = PointCloud::DefinedType(name);
+    if (defined != DataType::Unknown && defined != dataType) {
+      Refuse(scanIndex, "stores the property \"" + name + "\" as " + DataTypeName(dataType) + "; it holds " +
+                            DataTypeName(defined) + ".");
+      return false;
+    }
     if (std::uint64_t(count) * elementSize > reader.Remaining()) return false;
     scan.AddProperty(name, dataType);
     if (count > 0) reader.Bytes(scan.GetPropertyData(name), std::size_t(count) * elementSize);
@@ -142,7 +167,7 @@ bool Importer::LoadMemory(const char* data, std::size_t size) {
   std::vector<Scan> scans;
   for (std::uint32_t i = 0; i < count; ++i) {
     Scan scan;
-    if (!DecodeScan(reader, scan)) return false;
+    if (!DecodeScan(reader, scan, i)) return false;
     scans.push_back(std::move(scan));
   }
   if (reader.Remaining() != 0) return false;
