@@ -5,6 +5,7 @@
 #include <tavrin/Conversions.h>
 #include <tavrin/Spaces.h>
 
+#include "convert/CalibrationComplete.h"
 #include "convert/FrameUsable.h"
 #include "convert/HugePageAllocator.h"
 #include "convert/Resolution.h"
@@ -191,10 +192,7 @@ bool PhoFrameToScan(const std::shared_ptr<pho::api::Frame>& frame, const pho::ap
   // calibration that came back short.
   pho::api::PhoXiCalibrationSettings settings;
   if (device) settings = device->CalibrationSettings.GetValue();
-  // GetCameraParams reads five coefficients and the intrinsic cells of a 3x3 matrix.
-  const bool hasMatrix = settings.CameraMatrix.Size.Width >= 3 && settings.CameraMatrix.Size.Height >= 3 &&
-                         settings.CameraMatrix.GetElementsCount() >= 9;
-  if (settings.DistortionCoefficients.size() < 5 || !hasMatrix) {
+  if (!HoldsCameraParams(settings)) {
     ulog::Warn("Calibration settings are incorrect.", kDeviceComponent);
     return false;
   }
