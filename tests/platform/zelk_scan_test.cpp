@@ -91,7 +91,8 @@ INSTANTIATE_TEST_SUITE_P(
     });
 
 // A grid may exceed the sparse limit (2048 x 2048 cells) only by 16 cells per
-// point; the arithmetic must not wrap for the largest values.
+// point, and no side may exceed an int; the arithmetic must not wrap for the
+// largest values.
 TEST(Scan, GridFitsItsPoints) {
   const struct {
     std::uint32_t width, height;
@@ -106,7 +107,10 @@ TEST(Scan, GridFitsItsPoints) {
       {16384, 16384, (16384ull * 16384 - 2048 * 2048) / 16, true},
       {1, 0x7FFFFFFF, 1, false},
       {0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, false},
-      {0xFFFFFFFF, 1, 0xFFFFFFFF, true},
+      {0x7FFFFFFF, 1, 0xFFFFFFFF, true},
+      {0x80000000, 1, 0xFFFFFFFF, false},
+      {0, 0x7FFFFFFF, 0, true},
+      {0, 0xFFFFFFFF, 0, false},
   };
   for (const auto& c : kCases) {
     EXPECT_EQ(zelk::Scan::GridFits(glm::uvec2(c.width, c.height), c.points), c.fits)

@@ -67,7 +67,8 @@ bool DecodeScan(Reader& reader, Scan& scan, std::uint32_t scanIndex) {
   // billions of cells.
   if (!Scan::GridFits(glm::uvec2(width, height), count)) {
     Refuse(scanIndex, "has a grid of " + std::to_string(width) + " x " + std::to_string(height) + " cells for " +
-                          std::to_string(count) + (count == 1 ? " point" : " points") + "; a grid may have " +
+                          std::to_string(count) + (count == 1 ? " point" : " points") +
+                          "; a grid may have sides up to " + std::to_string(Scan::MAX_GRID_SIDE) + " and " +
                           std::to_string(Scan::MAX_SPARSE_GRID_CELLS) + " cells plus " +
                           std::to_string(Scan::MAX_CELLS_PER_POINT) + " per point.");
     return false;
