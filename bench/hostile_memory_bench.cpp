@@ -1,4 +1,5 @@
-// Peak memory of reading hostile files, as a multiple of the file's size.
+// Peak memory of hostile files: of reading them, as a multiple of the file's
+// size, and of every tool command on small ones, against a fixed bound.
 //
 // Each read runs in a child process of its own, and the child's peak resident
 // size (getrusage of the waited-for child) minus that of a child that reads
@@ -12,22 +13,39 @@
 // Prints one line per case and `RATIO hostile_read_memory <worst case>`. The
 // target, 16, leaves room above the largest expansion the format allows: a
 // one-byte coordinate becomes a cell of three floats (12 times its bytes).
+//
+// Commands: files of a few hundred bytes of each class that the scan model
+// or PhoXi Control refuses (grids far larger than their points, well-known
+// properties of another element type, camera matrices smaller than 3 x 3)
+// go through `tavrin info`, `convert` (to .ply) and `preview`, each run as a
+// child process. Such a file can fill no more than a handful of cells, so
+// its command may take no more than the fixed bound: what the commands take
+// on the largest grid a scan of as many points may have (2048 x 2048, read
+// from a valid file in the same run; the most of the three).
+// Prints `RATIO hostile_command_memory <worst share of that bound>` (target
+// 1). Needs the tool (TAVRIN_BUILD_TOOLS), or another build's in
+// $TAVRIN_TOOL, for comparison.
 #include <tavrin/Files.h>
 #include <tavrin/pho_ply_io/PointCloud.h>
 
 #include <PhoXi.h>
 #include <PhoXiControl.h>
+#include <PrawFile.h>
+#include <PrawLayout.h>
+#include <ZelkLayout.h>
 #include <ulog/ulog.h>
 #include <zelk/Exporter.h>
 
 #include <benchmark/benchmark.h>
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -201,6 +219,157 @@ void HostileRead(benchmark::State& state, const Case& c) {
   Figures().push_back({c.name, fileMiB, usedMiB});
 }
 
+// ---- commands on small hostile files -----------------------------------------
+
+std::string WriteBytes(const std::string& name, const std::string& bytes) {
+  const std::string path = (Dir() / name).string();
+  std::ofstream(path, std::ios::binary) << bytes;
+  return path;
+}
+
+// Three points with every well-known property on a grid of `resolution`.
+std::string ZelkBytes(glm::uvec2 resolution) {
+  zelk::Scan scan;
+  scan.SetResolution(resolution);
+  scan.AddNormals();
+  scan.AddColors();
+  scan.AddIntensities();
+  for (unsigned i = 0; i < 3; ++i) {
+    const std::uint32_t index = scan.AddPointAt(i, i);  // may move the arrays
+    scan.GetPositions()[index] = glm::vec3(1.0f, 2.0f, 500.0f);
+  }
+  utils::SpaceDefinition space;
+  space.category = utils::SpaceCategory::Camera;
+  scan.SetSpace(space);
+  zelk::Exporter exporter;
+  exporter.AddScan(scan);
+  const std::vector<char> bytes = exporter.Encode();
+  return std::string(bytes.begin(), bytes.end());
+}
+
+std::string EditedZelk(const std::function<void(tavrin_fuzz::ZelkScanLayout&)>& edit) {
+  std::optional<tavrin_fuzz::ZelkLayout> layout = tavrin_fuzz::ParseZelk(ZelkBytes(glm::uvec2(4, 3)));
+  edit(layout->scans.at(0));
+  return tavrin_fuzz::EncodeZelk(*layout);
+}
+
+std::string ZelkGrid(std::uint32_t width, std::uint32_t height) {
+  return EditedZelk([&](tavrin_fuzz::ZelkScanLayout& scan) {
+    scan.width = width;
+    scan.height = height;
+  });
+}
+
+std::string ZelkRetyped(const std::string& name, zelk::DataType type) {
+  return EditedZelk([&](tavrin_fuzz::ZelkScanLayout& scan) { scan.Retype(name, type); });
+}
+
+// A 4 x 3 recording whose camera matrix is `rows` x `cols`.
+std::string PrawWithMatrix(std::int32_t rows, std::int32_t cols) {
+  namespace api = pho::api;
+  pho::sim::PrawRecording recording;
+  recording.fullResolution = api::PhoXiSize(1680, 1200);
+  recording.calibration = pho::sim::DefaultCalibration(recording.fullResolution);
+  recording.frame = std::make_shared<api::Frame>();
+  recording.frame->PointCloud.Resize(api::PhoXiSize(4, 3));
+  recording.frame->Successful = true;
+  const std::string path = (Dir() / "matrix.praw").string();
+  std::string error;
+  pho::sim::WritePraw(path, recording, error);
+  std::ifstream in(path, std::ios::binary);
+  std::optional<tavrin_fuzz::PrawLayout> layout =
+      tavrin_fuzz::ParsePraw(std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()));
+  layout->ReshapeMatrix(rows, cols);
+  return tavrin_fuzz::EncodePraw(*layout);
+}
+
+// The tool to measure: $TAVRIN_TOOL (another build's, for comparison), else
+// the one built with this program; empty without either.
+std::string ToolPath() {
+  if (const char* path = std::getenv("TAVRIN_TOOL")) return path;
+#ifdef TAVRIN_TOOL_PATH
+  return TAVRIN_TOOL_PATH;
+#else
+  return std::string();
+#endif
+}
+
+// Peak resident KiB of the tool run with `arguments` in a child process; -1
+// without a tool.
+long ToolPeakKiB(const std::vector<std::string>& arguments) {
+  const std::string tool = ToolPath();
+  if (tool.empty()) return -1;
+  std::vector<std::string> words = {"tavrin"};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  std::vector<char*> argv;
+  for (std::string& word : words) argv.push_back(word.data());
+  argv.push_back(nullptr);
+  const pid_t pid = ::fork();
+  if (pid == 0) {
+    const int null = ::open("/dev/null", O_WRONLY);
+    ::dup2(null, 1);
+    ::dup2(null, 2);
+    ::execv(tool.c_str(), argv.data());
+    ::_exit(127);
+  }
+  int status = 0;
+  rusage usage{};
+  if (pid < 0 || ::wait4(pid, &status, 0, &usage) != pid) return -1;
+  return usage.ru_maxrss;
+}
+
+const char* const kCommands[] = {"info", "convert", "preview"};
+
+std::vector<std::string> CommandArguments(const std::string& command, const std::string& input) {
+  if (command == "convert") return {"convert", input, (Dir() / "out.ply").string()};
+  if (command == "preview") return {"preview", input, "-o", (Dir() / "out.png").string()};
+  return {"info", input};
+}
+
+struct CommandFigure {
+  std::string file;
+  std::string command;
+  double usedMiB = 0;   // over the idle tool
+  double boundMiB = 0;  // the most any command takes on the largest sparse grid
+};
+std::vector<CommandFigure>& CommandFigures() {
+  static std::vector<CommandFigure> figures;
+  return figures;
+}
+
+// Runs every command on every small hostile file and on the bound's file.
+void MeasureCommands() {
+  const std::vector<Case> hostile = {
+      {"zelk_grid_16384x16384", WriteBytes("grid16384.zelk", ZelkGrid(16384, 16384))},
+      {"zelk_grid_6000x6000", WriteBytes("grid6000.zelk", ZelkGrid(6000, 6000))},
+      {"zelk_grid_4x2147483647", WriteBytes("gridtall.zelk", ZelkGrid(4, 0x7FFFFFFF))},
+      {"zelk_colors_as_color3b", WriteBytes("color3b.zelk", ZelkRetyped(zelk::PointCloud::COLORS, zelk::DataType::Color3b))},
+      {"zelk_normals_as_float", WriteBytes("normalsf.zelk", ZelkRetyped(zelk::PointCloud::NORMALS, zelk::DataType::Float))},
+      {"praw_matrix_0x0", WriteBytes("matrix0.praw", PrawWithMatrix(0, 0))},
+      {"praw_matrix_2x2", WriteBytes("matrix2.praw", PrawWithMatrix(2, 2))},
+  };
+  const std::string idleFile = WriteBytes("idle.zelk", ZelkBytes(glm::uvec2(4, 3)));
+  const std::string boundFile = WriteBytes("bound.zelk", ZelkBytes(glm::uvec2(2048, 2048)));
+  const long idle = ToolPeakKiB({"info", idleFile});
+  if (idle < 0) return;
+  // One bound for every command: what a valid file of as many points may
+  // make the hungriest command take.
+  long boundKiB = 0;
+  for (const char* command : kCommands) {
+    boundKiB = std::max(boundKiB, ToolPeakKiB(CommandArguments(command, boundFile)) - idle);
+  }
+  const double boundMiB = static_cast<double>(boundKiB) / 1024;
+  for (const Case& c : hostile) {
+    std::error_code error;
+    for (const char* command : kCommands) {
+      const long peak = ToolPeakKiB(CommandArguments(command, c.path));
+      CommandFigures().push_back(
+          {c.name + " (" + std::to_string(fs::file_size(c.path, error)) + " B)", command,
+           static_cast<double>(std::max(0L, peak - idle)) / 1024, boundMiB});
+    }
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -223,6 +392,21 @@ int main(int argc, char** argv) {
                 ratio);
   }
   std::printf("RATIO hostile_read_memory %.2f (target 16)\n", worst);
+
+  MeasureCommands();
+  if (CommandFigures().empty()) {
+    std::printf("hostile_command_memory: not measured (no tool: build it or set TAVRIN_TOOL)\n");
+  } else {
+    double worstShare = 0;
+    std::printf("\n");
+    for (const CommandFigure& f : CommandFigures()) {
+      const double share = f.boundMiB > 0 ? f.usedMiB / f.boundMiB : 0;
+      worstShare = std::max(worstShare, share);
+      std::printf("%-36s %-8s peak %8.2f MiB over the idle tool  bound %7.2f MiB  share %5.2f\n", f.file.c_str(),
+                  f.command.c_str(), f.usedMiB, f.boundMiB, share);
+    }
+    std::printf("RATIO hostile_command_memory %.2f (target 1)\n", worstShare);
+  }
   std::error_code error;
   fs::remove_all(Dir(), error);
   return 0;

@@ -36,8 +36,7 @@ int main(int argc, char** argv) {
     }
     case tavrin::FileType::Zelk: {
       zelk::Exporter exporter;
-      exporter.AddScan(scan);
-      written = exporter.SaveFile(output);
+      written = exporter.AddScan(scan) && exporter.SaveFile(output);
       break;
     }
     default:

@@ -38,18 +38,6 @@ const char* CategoryName(utils::SpaceCategory category) {
   return "?";
 }
 
-std::string TypeName(zelk::DataType type) {
-  switch (type) {
-    case zelk::DataType::Float: return "float";
-    case zelk::DataType::Vec3f: return "vec3f";
-    case zelk::DataType::UInt32: return "uint32";
-    case zelk::DataType::Color3f: return "color3f";
-    case zelk::DataType::Color3b: return "color3b";
-    case zelk::DataType::Unknown: break;
-  }
-  return "unknown";
-}
-
 // The box around the finite points; empty when there is none.
 struct Bounds {
   glm::vec3 low{std::numeric_limits<float>::max()};
@@ -162,8 +150,8 @@ void PrintInfo(std::ostream& out, const std::string& path, const zelk::Scan& sca
   if (names.empty()) out << " none";
   for (std::size_t i = 0; i < names.size(); ++i) {
     const zelk::PointCloudProperty* property = scan.GetProperty(names[i]);
-    out << (i == 0 ? " " : ", ") << names[i] << " (" << TypeName(property ? property->GetType() : zelk::DataType::Unknown)
-        << ")";
+    const zelk::DataType type = property ? property->GetType() : zelk::DataType::Unknown;
+    out << (i == 0 ? " " : ", ") << names[i] << " (" << zelk::DataTypeName(type) << ")";
   }
   out << '\n';
   const std::optional<double> timestamp = scan.GetTimestamp();
@@ -201,7 +189,7 @@ nlohmann::json InfoJson(const std::string& path, const zelk::Scan& scan) {
   nlohmann::json properties = nlohmann::json::array();
   for (const std::string& name : scan.GetPropertyNames()) {
     const zelk::PointCloudProperty* property = scan.GetProperty(name);
-    properties.push_back({{"name", name}, {"type", TypeName(property ? property->GetType() : zelk::DataType::Unknown)}});
+    properties.push_back({{"name", name}, {"type", zelk::DataTypeName(property ? property->GetType() : zelk::DataType::Unknown)}});
   }
   info["properties"] = properties;
   const std::optional<double> timestamp = scan.GetTimestamp();

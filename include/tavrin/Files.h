@@ -58,7 +58,8 @@ TAVRIN_API std::optional<FileType> GetFileType(const std::string& path);
 TAVRIN_API bool IsPhotoneoPly(const std::string& path);
 // Reads any supported file into `scan`: Photoneo PLY, ".praw" (as ImportPraw),
 // anything else through the scan library's importer. On failure `scan` may be
-// partly filled; the importer's refusals log nothing here.
+// partly filled; the importer's refusals log nothing here (the importer names
+// the rule of the scan model that a file breaks under "zelk::Importer").
 TAVRIN_API bool ImportScan(zelk::Scan& scan, const std::string& path);
 // Plays a ".praw" recording as a file camera of its own (needs PhoXi Control
 // running), captures one scan without the points within ~0.03 of the origin
@@ -74,8 +75,9 @@ TAVRIN_API bool ImportPhoPly(const std::string& path, zelk::Scan& scan);
 TAVRIN_API bool ExportPhoPly(const std::string& path, const zelk::Scan& scan, ColorOutput colorOutput);
 // Writes the scan in the format its extension names: ".ply" (as ExportPhoPly
 // with options.colorOutput, or as `options` asks: unordered, ASCII) or ".zelk"
-// (the scan library's exporter, exact); replaces `path`. Any other type, or a
-// failed write, logs why.
+// (the scan library's exporter, exact; refused for a grid larger than
+// zelk::Scan::GridFits allows, which could not be read back); replaces
+// `path`. Any other type, or a failed write, logs why.
 TAVRIN_API bool ExportScan(const std::string& path, const zelk::Scan& scan, const ExportOptions& options = {});
 
 }  // namespace tavrin

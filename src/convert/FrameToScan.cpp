@@ -5,6 +5,7 @@
 #include <tavrin/Conversions.h>
 #include <tavrin/Spaces.h>
 
+#include "convert/CalibrationComplete.h"
 #include "convert/FrameUsable.h"
 #include "convert/HugePageAllocator.h"
 #include "convert/Resolution.h"
@@ -152,9 +153,12 @@ bool PhoFrameToScan(const std::shared_ptr<pho::api::Frame>& frame, const zelk::S
 
   std::memcpy(scan.GetPositions() + first, collected.positions.data(), kept * sizeof(glm::vec3));
 
-  glm::vec3* normals = hasNormalMap && scan.HasNormals() ? scan.GetNormals() + first : nullptr;
-  auto* colors = hasRgbMap ? static_cast<zelk::Color3f*>(scan.GetPropertyData(zelk::PointCloud::COLORS)) : nullptr;
-  auto* intensities = hasTexture ? static_cast<float*>(scan.GetPropertyData(zelk::PointCloud::INTENSITIES)) : nullptr;
+  // Typed and checked: a scan handed in with a property of another element
+  // type gets nothing written there rather than a write past its array.
+  glm::vec3* normals = hasNormalMap ? scan.GetNormals() : nullptr;
+  auto* colors = hasRgbMap ? scan.GetPropertyArray<zelk::Color3f>(zelk::PointCloud::COLORS) : nullptr;
+  auto* intensities = hasTexture ? scan.GetPropertyArray<float>(zelk::PointCloud::INTENSITIES) : nullptr;
+  if (normals) normals += first;
   if (colors) colors += first;
   if (intensities) intensities += first;
   if (!normals && !colors && !intensities) return true;
@@ -188,10 +192,7 @@ bool PhoFrameToScan(const std::shared_ptr<pho::api::Frame>& frame, const pho::ap
   // calibration that came back short.
   pho::api::PhoXiCalibrationSettings settings;
   if (device) settings = device->CalibrationSettings.GetValue();
-  // GetCameraParams reads five coefficients and the intrinsic cells of a 3x3 matrix.
-  const bool hasMatrix = settings.CameraMatrix.Size.Width >= 3 && settings.CameraMatrix.Size.Height >= 3 &&
-                         settings.CameraMatrix.GetElementsCount() >= 9;
-  if (settings.DistortionCoefficients.size() < 5 || !hasMatrix) {
+  if (!HoldsCameraParams(settings)) {
     ulog::Warn("Calibration settings are incorrect.", kDeviceComponent);
     return false;
   }

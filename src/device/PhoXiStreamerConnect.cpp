@@ -3,6 +3,8 @@
 
 #include <tavrin/Calibration.h>
 
+#include "convert/CalibrationComplete.h"
+
 #include <ulog/ulog.h>
 
 #include <algorithm>
@@ -61,7 +63,9 @@ bool PhoXiStreamer::IsAcquiring() const { return IsConnected() && device->isAcqu
 
 bool PhoXiStreamer::ReadCalibration() {
   const pho::api::PhoXiCalibrationSettings settings = device->CalibrationSettings.GetValue();
-  if (settings.DistortionCoefficients.size() < 5) {
+  // A matrix smaller than 3 x 3 is as incomplete as a short coefficient list;
+  // GetCameraParams would read past either.
+  if (!HoldsCameraParams(settings)) {
     ulog::Warn("PhoXi device - calibration settings incorrect.", kComponent);
     return false;
   }

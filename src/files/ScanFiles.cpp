@@ -56,7 +56,14 @@ bool WritePly(const std::string& path, const zelk::Scan& scan, const ExportOptio
 
 bool WriteZelk(const std::string& path, const zelk::Scan& scan, const ExportOptions&) {
   zelk::Exporter exporter;
-  exporter.AddScan(scan);
+  if (!exporter.AddScan(scan)) {
+    // The file could not be read back: the scan library refuses such grids.
+    ulog::Fail("Can not write scan file \"" + path + "\". Its grid of " + std::to_string(scan.GetWidth()) + " x " +
+                   std::to_string(scan.GetHeight()) + " cells is too large for " +
+                   std::to_string(scan.GetPointCount()) + " points.",
+               kExportComponent);
+    return false;
+  }
   if (exporter.SaveFile(path)) return true;
   ulog::Fail("Can not write scan file \"" + path + "\".", kExportComponent);
   return false;

@@ -1,5 +1,6 @@
 // The device-handle overload: frame checks, then the device's calibration.
 #include "ConvertTestSupport.h"
+#include "support/IncompleteCalibrations.h"
 #include "support/LogCapture.h"
 
 #include <tavrin/Conversions.h>
@@ -30,11 +31,13 @@ protected:
     pho::sim::Reset();
   }
 
+  // The calibration is set as given (a device definition would replace an
+  // empty camera matrix with the default one).
   pho::api::PPhoXi Connect(const pho::api::PhoXiCalibrationSettings& calibration) {
     pho::sim::VirtualDevice definition;
     definition.HWIdentification = "convert-test-device";
-    definition.Calibration = calibration;
     EXPECT_TRUE(pho::sim::AddDevice(definition));
+    EXPECT_TRUE(pho::sim::SetCalibration(definition.HWIdentification, calibration));
     device_ = factory_.CreateAndConnect(definition.HWIdentification, pho::api::PhoXiTimeout::Milliseconds(1000));
     EXPECT_TRUE(device_);
     return device_;
@@ -73,16 +76,26 @@ TEST_F(FrameToScanDevice, WithoutDeviceTheCalibrationIsIncorrect) {
   EXPECT_EQ(scan.GetResolution(), glm::uvec2(0, 0));
 }
 
-TEST_F(FrameToScanDevice, ShortDistortionListIsRefused) {
-  pho::api::PhoXiCalibrationSettings calibration = pho::sim::DefaultCalibration(pho::api::PhoXiSize(2064, 1544));
-  calibration.DistortionCoefficients = {0.1, 0.2, 0.3, 0.4};
-  const pho::api::PPhoXi device = Connect(calibration);
+// A calibration that holds less than the translation reads is refused, never
+// read past its end, and the scan is left untouched.
+class IncompleteDeviceCalibration : public FrameToScanDevice,
+                                    public ::testing::WithParamInterface<tavrin_test::IncompleteCalibration> {};
+
+TEST_P(IncompleteDeviceCalibration, IsRefused) {
+  const pho::api::PPhoXi device = Connect(GetParam().settings);
   LogCapture log;
   zelk::Scan scan;
   EXPECT_FALSE(tavrin::PhoFrameToScan(PointFrame(), device, scan, {}));
   EXPECT_TRUE(log.Has(ulog::Level::Warn, "Calibration settings are incorrect.", kDeviceComponent));
-  EXPECT_EQ(scan.GetPointCount(), 0u);
+  EXPECT_EQ(log.Lines().size(), 1u);
+  EXPECT_EQ(scan.GetResolution(), glm::uvec2(0, 0));
 }
+
+INSTANTIATE_TEST_SUITE_P(Calibrations, IncompleteDeviceCalibration,
+                         ::testing::ValuesIn(tavrin_test::IncompleteCalibrations()),
+                         [](const ::testing::TestParamInfo<tavrin_test::IncompleteCalibration>& info) {
+                           return info.param.name;
+                         });
 
 TEST_F(FrameToScanDevice, ConvertsWithTheDevicesCalibration) {
   pho::api::PhoXiCalibrationSettings calibration = pho::sim::DefaultCalibration(pho::api::PhoXiSize(2064, 1544));

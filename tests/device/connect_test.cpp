@@ -2,6 +2,7 @@
 // failures, disconnecting, and the static PhoXi Control queries.
 #include <tavrin/PhoXiDevice.h>
 
+#include "support/IncompleteCalibrations.h"
 #include "support/SimulatorFixture.h"
 
 #include <gtest/gtest.h>
@@ -176,18 +177,28 @@ TEST_F(ConnectTest, ControlNotRunningFailsEveryConnect) {
   EXPECT_TRUE(log.Has(Level::Fail, "PhoXi Control Software is not running.", "PhoXiDevice"));
 }
 
-TEST_F(ConnectTest, CalibrationWithFourCoefficientsConnectsButFails) {
+// A calibration that holds less than the translation reads is refused, never
+// read past its end; the device stays connected and acquiring.
+class IncompleteCalibrationTest : public DeviceTest,
+                                  public ::testing::WithParamInterface<tavrin_test::IncompleteCalibration> {};
+
+TEST_P(IncompleteCalibrationTest, ConnectsButFails) {
   const std::string hw = AddDevice();
-  pho::api::PhoXiCalibrationSettings calibration = pho::sim::DefaultCalibration(pho::api::PhoXiSize(2064, 1544));
-  calibration.DistortionCoefficients.resize(4);
-  ASSERT_TRUE(pho::sim::SetCalibration(hw, calibration));
+  ASSERT_TRUE(pho::sim::SetCalibration(hw, GetParam().settings));
   LogCapture log;
   PhoXiDevice device;
   EXPECT_FALSE(device.Connect(PhoXiDevice::Device, hw, false, false));
   EXPECT_TRUE(log.Has(Level::Warn, "PhoXi device - calibration settings incorrect.", "PhoXiDevice"));
+  EXPECT_EQ(log.Lines().size(), 1u);
   EXPECT_TRUE(device.IsConnected());
   EXPECT_TRUE(device.IsAcquisitionMode());
 }
+
+INSTANTIATE_TEST_SUITE_P(Calibrations, IncompleteCalibrationTest,
+                         ::testing::ValuesIn(tavrin_test::IncompleteCalibrations()),
+                         [](const ::testing::TestParamInfo<tavrin_test::IncompleteCalibration>& info) {
+                           return info.param.name;
+                         });
 
 TEST_F(ConnectTest, UnknownTypeIsACrashLineAndNoConnection) {
   AddDevice();

@@ -1,7 +1,8 @@
 // Replays every fuzz target's committed corpus (seeds and the crash inputs
-// found so far) and a few thousand deterministic mutations of it, so that
-// the sanitizer builds of every compiler exercise the parsers (the libFuzzer
-// programs need clang).
+// found so far) and a few thousand deterministic mutations of it, byte-wise
+// and, for the formats with a layout, structure-aware, so that the sanitizer
+// builds of every compiler exercise the parsers (the libFuzzer programs need
+// clang).
 #include "FuzzCorpus.h"
 
 #include "support/LogCapture.h"
@@ -135,7 +136,16 @@ TEST_P(FuzzCorpus, MutationsOfTheCorpusKeepTheInvariants) {
   std::mt19937 random(seed);
   int accepted = 0;
   for (int i = 0; i < target.mutations; ++i) {
-    if (Feed(target, Mutate(corpus[random() % corpus.size()].bytes, random))) ++accepted;
+    std::string input = corpus[random() % corpus.size()].bytes;
+    // Every other mutation edits one or two fields of the format's layout;
+    // byte mutations take the rest and the files the layout cannot parse.
+    bool edited = false;
+    if (target.mutateStructure && i % 2 == 1) {
+      for (int step = 1 + static_cast<int>(random() % 2); step > 0; --step) {
+        edited = target.mutateStructure(input, random) || edited;
+      }
+    }
+    if (Feed(target, edited ? input : Mutate(input, random))) ++accepted;
   }
   // Some mutations must stay acceptable, or the run never gets past the
   // parser's first checks.

@@ -7,6 +7,8 @@
 #include "FuzzCorpus.h"
 
 #include <PrawFile.h>
+#include <PrawLayout.h>
+#include <ZelkLayout.h>
 
 #include <zelk/Exporter.h>
 
@@ -14,6 +16,7 @@
 
 #include <cmath>
 #include <fstream>
+#include <functional>
 #include <limits>
 #include <sstream>
 
@@ -151,6 +154,35 @@ void WriteZelkSeeds() {
   Write("zelk", "broken-truncated.zelk", bytes.substr(0, bytes.size() - 1));
   Write("zelk", "broken-trailing-byte.zelk", bytes + '\0');
   Write("zelk", "broken-wrong-magic.zelk", "ZELKSCAM" + bytes.substr(8));
+
+  // Well-formed files that break a rule of the scan model: a well-known
+  // property of another element type (with the bytes to match) and grids far
+  // larger than their points; the largest sparse grid is still a scan.
+  const auto edited = [&bytes](const std::function<void(tavrin_fuzz::ZelkScanLayout&)>& edit) {
+    std::optional<tavrin_fuzz::ZelkLayout> layout = tavrin_fuzz::ParseZelk(bytes);
+    EXPECT_TRUE(layout);
+    edit(layout->scans.at(0));
+    return tavrin_fuzz::EncodeZelk(*layout);
+  };
+  const auto retyped = [&edited](const std::string& name, zelk::DataType type) {
+    return edited([&](tavrin_fuzz::ZelkScanLayout& scan) { scan.Retype(name, type); });
+  };
+  Write("zelk", "broken-colors-as-color3b.zelk", retyped(zelk::PointCloud::COLORS, zelk::DataType::Color3b));
+  Write("zelk", "broken-colors-as-uint32.zelk", retyped(zelk::PointCloud::COLORS, zelk::DataType::UInt32));
+  Write("zelk", "broken-normals-as-float.zelk", retyped(zelk::PointCloud::NORMALS, zelk::DataType::Float));
+  Write("zelk", "broken-intensities-as-color3f.zelk",
+        retyped(zelk::PointCloud::INTENSITIES, zelk::DataType::Color3f));
+  const auto grid = [&edited](std::uint32_t width, std::uint32_t height) {
+    return edited([&](tavrin_fuzz::ZelkScanLayout& scan) {
+      scan.width = width;
+      scan.height = height;
+    });
+  };
+  Write("zelk", "broken-grid-16384x16384.zelk", grid(16384, 16384));
+  Write("zelk", "broken-grid-6000x6000.zelk", grid(6000, 6000));
+  Write("zelk", "broken-grid-4x2147483647.zelk", grid(4, 0x7FFFFFFF));
+  Write("zelk", "broken-grid-2048x2049.zelk", grid(2048, 2049));
+  Write("zelk", "valid-grid-2048x2048.zelk", grid(2048, 2048));
 }
 
 pho::sim::PrawRecording SampleRecording(bool allMaps) {
@@ -221,6 +253,26 @@ void WritePrawSeeds() {
   std::string version = full;
   version[8] = 2;
   Write(target, "broken-version-2.praw", version);
+
+  // Recordings that read but that PhoXi Control does not play: calibrations
+  // no device reports (with at least five coefficients, so that only the
+  // matrix is wrong) and a sensor of no device.
+  const auto edited = [&full](const std::function<void(tavrin_fuzz::PrawLayout&)>& edit) {
+    std::optional<tavrin_fuzz::PrawLayout> layout = tavrin_fuzz::ParsePraw(full);
+    EXPECT_TRUE(layout);
+    edit(*layout);
+    return tavrin_fuzz::EncodePraw(*layout);
+  };
+  for (const auto& shape : {std::make_pair(0, 0), std::make_pair(1, 1), std::make_pair(2, 2), std::make_pair(1, 3),
+                            std::make_pair(3, 1)}) {
+    Write(target, "unplayable-matrix-" + std::to_string(shape.first) + "x" + std::to_string(shape.second) + ".praw",
+          edited([&](tavrin_fuzz::PrawLayout& l) { l.ReshapeMatrix(shape.first, shape.second); }));
+  }
+  Write(target, "unplayable-distortion-3.praw", edited([](tavrin_fuzz::PrawLayout& l) { l.SetDistortionCount(3); }));
+  Write(target, "unplayable-sensor-2x2.praw", edited([](tavrin_fuzz::PrawLayout& l) {
+          l.fullWidth = 2;
+          l.fullHeight = 2;
+        }));
 }
 
 std::string SpaceBytes(const utils::BasisDefinition& definition) {

@@ -1,6 +1,8 @@
 // Hostile ".praw" recordings: every count or size in the file is checked
 // against the bytes left before anything is allocated, and every way of
 // spoiling a file ends in a refused read, never a crash or a huge allocation.
+#include <PhoXi.h>
+#include <PhoXiControl.h>
 #include <PrawFile.h>
 
 #include "support/ScratchDir.h"
@@ -32,6 +34,8 @@ struct Layout {
   std::int32_t matrixRows = 3;
   std::int32_t matrixCols = 3;
   std::uint32_t distortionCount = 5;
+  std::int32_t sensorWidth = 1680;  // the full resolution the calibration is for
+  std::int32_t sensorHeight = 1200;
   double calibrationValue = 1.0;  // every matrix entry and coefficient
   float pointValue = 1.0f;        // every point cloud component
   MapHeader maps[8];
@@ -65,15 +69,16 @@ std::string Encode(const Layout& l) {
   out += "name";
   Put<std::uint32_t>(out, 2);
   out += "hw";
-  Put<std::int32_t>(out, 1680);
-  Put<std::int32_t>(out, 1200);
+  Put<std::int32_t>(out, l.sensorWidth);
+  Put<std::int32_t>(out, l.sensorHeight);
   Put<std::uint8_t>(out, 0);
   Put<std::int32_t>(out, 2);
   Put<std::int32_t>(out, l.matrixRows);
   Put<std::int32_t>(out, l.matrixCols);
-  for (int i = 0; i < l.matrixRows * l.matrixCols && i < 9; ++i) Put<double>(out, l.calibrationValue);
+  // Absurd counts get a few values only: the reader must refuse them anyway.
+  for (int i = 0; i < l.matrixRows * l.matrixCols && i < 256; ++i) Put<double>(out, l.calibrationValue);
   Put<std::uint32_t>(out, l.distortionCount);
-  for (std::uint32_t i = 0; i < l.distortionCount && i < 5; ++i) Put<double>(out, l.calibrationValue);
+  for (std::uint32_t i = 0; i < l.distortionCount && i < 64; ++i) Put<double>(out, l.calibrationValue);
   for (int i = 0; i < 3; ++i) Put<double>(out, 6.0);  // focus length, pixel size
   Put<std::int32_t>(out, 1);                          // coordinate space
   Put<std::uint8_t>(out, 0);
@@ -183,6 +188,67 @@ INSTANTIATE_TEST_SUITE_P(
                   l.SetMap(4, 4, 1);
                 }}),
     [](const ::testing::TestParamInfo<Spoiler>& info) { return std::string(info.param.name); });
+
+// Recordings that read, but that PhoXi Control does not play as a file
+// camera: no device reports such a calibration or such maps.
+class PlayedRecordingTest : public HostileRecordingTest, public ::testing::WithParamInterface<Spoiler> {
+protected:
+  void SetUp() override { sim::Reset(); }
+  void TearDown() override { sim::Reset(); }
+
+  // The attached camera's name, empty when the recording was refused.
+  std::string Attach(const Layout& layout) {
+    EXPECT_TRUE(Read(Encode(layout))) << error_;
+    api::PhoXiFactory factory;
+    return factory.AttachFileCamera("take", {dir_.File("take.praw")});
+  }
+};
+
+TEST_P(PlayedRecordingTest, UnplayableRecordingIsNotAttached) {
+  Layout layout;
+  GetParam().apply(layout);
+  EXPECT_EQ(Attach(layout), "");
+  EXPECT_TRUE(sim::ListDevices().empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Unplayable, PlayedRecordingTest,
+    ::testing::Values(
+        Spoiler{"NoCameraMatrix", [](Layout& l) { l.matrixRows = l.matrixCols = 0; }},
+        Spoiler{"Matrix1x1", [](Layout& l) { l.matrixRows = l.matrixCols = 1; }},
+        Spoiler{"Matrix2x2", [](Layout& l) { l.matrixRows = l.matrixCols = 2; }},
+        Spoiler{"Matrix1x3", [](Layout& l) { l.matrixRows = 1; }},
+        Spoiler{"Matrix3x1", [](Layout& l) { l.matrixCols = 1; }},
+        Spoiler{"Matrix4x4", [](Layout& l) { l.matrixRows = l.matrixCols = 4; }},
+        Spoiler{"NoDistortion", [](Layout& l) { l.distortionCount = 0; }},
+        Spoiler{"ThreeCoefficients", [](Layout& l) { l.distortionCount = 3; }},
+        Spoiler{"FifteenCoefficients", [](Layout& l) { l.distortionCount = 15; }},
+        Spoiler{"UnknownSensor",
+                [](Layout& l) {
+                  l.sensorWidth = 2;
+                  l.sensorHeight = 2;
+                }},
+        Spoiler{"ReducedResolutionAsSensor",
+                [](Layout& l) {
+                  l.sensorWidth = 1032;
+                  l.sensorHeight = 772;
+                }},
+        Spoiler{"PointCloudWiderThanTheSensor", [](Layout& l) { l.SetMap(0, 1681, 1); }}),
+    [](const ::testing::TestParamInfo<Spoiler>& info) { return std::string(info.param.name); });
+
+// Every lens model's list length plays (a four-coefficient one is then
+// refused by whoever needs five); so do maps as large as the sensor.
+TEST_F(PlayedRecordingTest, RecordingsADeviceMakesAreAttached) {
+  for (const std::uint32_t coefficients : {4u, 5u, 8u, 12u, 14u}) {
+    Layout layout;
+    layout.distortionCount = coefficients;
+    EXPECT_EQ(Attach(layout), "file:take") << coefficients;
+    sim::Reset();
+  }
+  Layout layout;
+  layout.SetMap(0, 1680, 1);
+  EXPECT_EQ(Attach(layout), "file:take");
+}
 
 TEST_F(HostileRecordingTest, ColourCameraImageMayHaveASizeOfItsOwn) {
   Layout layout;

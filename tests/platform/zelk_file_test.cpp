@@ -237,6 +237,22 @@ TEST(ZelkFileCorruption, RandomDamageNeverCrashes) {
   }
 }
 
+// The importer refuses grids larger than their points allow, so the exporter
+// does not write them: every file it writes reads back.
+TEST(ZelkFile, ExporterRefusesAGridTooLargeForItsPoints) {
+  zelk::Scan scan;
+  scan.SetResolution(glm::uvec2(2048, 2049));
+  ASSERT_EQ(scan.AddPointAt(5, 7), 0u);
+  zelk::Exporter exporter;
+  EXPECT_FALSE(exporter.AddScan(scan));
+  EXPECT_EQ(exporter.GetScanCount(), 0u);
+  scan.SetResolution(glm::uvec2(2048, 2048));
+  EXPECT_TRUE(exporter.AddScan(scan));
+  const std::vector<char> bytes = exporter.Encode();
+  zelk::Importer importer;
+  EXPECT_TRUE(importer.LoadMemory(bytes.data(), bytes.size()));
+}
+
 TEST(ZelkFileCorruption, MissingPathsAndDirectoriesAreRefused) {
   ScratchDir dir;
   zelk::Importer importer;

@@ -118,6 +118,44 @@ TEST(PointCloud, AddingAnExistingPropertyKeepsItsTypeAndData) {
   EXPECT_EQ(cloud.GetPropertyNames().size(), 1u);
 }
 
+// Readers take a well-known array as its defined type, so the cloud never
+// holds one of another type.
+TEST(PointCloud, WellKnownPropertiesTakeOnlyTheirDefinedType) {
+  const std::pair<std::string, zelk::DataType> kWellKnown[] = {{zelk::PointCloud::NORMALS, zelk::DataType::Vec3f},
+                                                               {zelk::PointCloud::COLORS, zelk::DataType::Color3f},
+                                                               {zelk::PointCloud::INTENSITIES, zelk::DataType::Float}};
+  for (const auto& [name, defined] : kWellKnown) {
+    EXPECT_EQ(zelk::PointCloud::DefinedType(name), defined) << name;
+    for (int type = 1; type <= 5; ++type) {
+      TestCloud cloud;
+      cloud.Append(2);
+      if (static_cast<zelk::DataType>(type) == defined) {
+        EXPECT_EQ(cloud.AddProperty(name, defined).GetType(), defined);
+      } else {
+        EXPECT_THROW(cloud.AddProperty(name, static_cast<zelk::DataType>(type)), std::invalid_argument) << name;
+        EXPECT_FALSE(cloud.HasProperty(name)) << name << " as type " << type;
+      }
+    }
+  }
+  EXPECT_EQ(zelk::PointCloud::DefinedType("labels"), zelk::DataType::Unknown);
+}
+
+TEST(PointCloud, TypedArraysAreNeverHandedOutAsAnotherType) {
+  TestCloud cloud;
+  cloud.AddProperty("labels", zelk::DataType::UInt32);
+  cloud.AddNormals();
+  cloud.Append(3);
+  EXPECT_EQ(static_cast<void*>(cloud.GetPropertyArray<std::uint32_t>("labels")), cloud.GetPropertyData("labels"));
+  EXPECT_NE(cloud.GetPropertyArray<std::uint32_t>("labels"), nullptr);
+  EXPECT_EQ(cloud.GetPropertyArray<float>("labels"), nullptr);
+  EXPECT_EQ(cloud.GetPropertyArray<zelk::Color3b>("labels"), nullptr);
+  EXPECT_EQ(cloud.GetPropertyArray<zelk::Color3f>(zelk::PointCloud::NORMALS), nullptr);
+  EXPECT_EQ(cloud.GetPropertyArray<glm::vec3>("missing"), nullptr);
+  const zelk::PointCloud& constCloud = cloud;
+  EXPECT_EQ(constCloud.GetPropertyArray<glm::vec3>(zelk::PointCloud::NORMALS), cloud.GetNormals());
+  EXPECT_EQ(constCloud.GetPropertyArray<float>(zelk::PointCloud::NORMALS), nullptr);
+}
+
 TEST(PointCloud, UnknownDataTypeIsRejected) {
   TestCloud cloud;
   EXPECT_THROW(cloud.AddProperty("bad", zelk::DataType::Unknown), std::invalid_argument);

@@ -90,6 +90,34 @@ INSTANTIATE_TEST_SUITE_P(
       return name;
     });
 
+// A grid may exceed the sparse limit (2048 x 2048 cells) only by 16 cells per
+// point, and no side may exceed an int; the arithmetic must not wrap for the
+// largest values.
+TEST(Scan, GridFitsItsPoints) {
+  const struct {
+    std::uint32_t width, height;
+    std::uint64_t points;
+    bool fits;
+  } kCases[] = {
+      {0, 0, 0, true},
+      {2048, 2048, 0, true},
+      {2048, 2049, 127, false},  // 2048 cells over: 128 points needed
+      {2048, 2049, 128, true},
+      {16384, 16384, 1, false},
+      {16384, 16384, (16384ull * 16384 - 2048 * 2048) / 16, true},
+      {1, 0x7FFFFFFF, 1, false},
+      {0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, false},
+      {0x7FFFFFFF, 1, 0xFFFFFFFF, true},
+      {0x80000000, 1, 0xFFFFFFFF, false},
+      {0, 0x7FFFFFFF, 0, true},
+      {0, 0xFFFFFFFF, 0, false},
+  };
+  for (const auto& c : kCases) {
+    EXPECT_EQ(zelk::Scan::GridFits(glm::uvec2(c.width, c.height), c.points), c.fits)
+        << c.width << " x " << c.height << ", " << c.points << " points";
+  }
+}
+
 TEST(Scan, AddPointAtOutsideTheGridIsRejected) {
   zelk::Scan scan = ScanOf(4, 3);
   EXPECT_EQ(scan.AddPointAt(4, 0), zelk::Scan::INVALID_INDEX);

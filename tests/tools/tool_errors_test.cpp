@@ -3,8 +3,11 @@
 // interruption leaves only whole files and says how far the run got.
 #include "ToolTestSupport.h"
 
+#include <zelk/Exporter.h>
+
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -101,6 +104,33 @@ TEST(ToolBadOutput, FailedRecordingPlaybackLeavesEarlierFilesAlone) {
   EXPECT_TRUE(FailedCleanly(run));
   EXPECT_EQ(std::filesystem::file_size(dir / "keep.ply"), size);
   EXPECT_TRUE(TemporaryLeftovers(dir).empty());
+}
+
+// A .zelk of a few hundred bytes declaring a 16384 x 16384 grid around one
+// point: every command refuses it with the scan library's reason instead of
+// allocating the grid (gigabytes in convert and preview).
+TEST(ToolHostileInput, HugeGridAroundOnePointIsRefusedByEveryCommand) {
+  ScratchDir dir;
+  zelk::Scan scan;
+  scan.SetResolution(glm::uvec2(2, 2));
+  scan.AddPointAt(1, 1);
+  scan.SetSpace(utils::SpaceDefinition());
+  zelk::Exporter exporter;
+  ASSERT_TRUE(exporter.AddScan(scan));
+  std::vector<char> bytes = exporter.Encode();
+  // Width and height follow the 16-byte file header (zelk/Exporter.h).
+  const std::uint32_t side = 16384;
+  std::memcpy(bytes.data() + 16, &side, 4);
+  std::memcpy(bytes.data() + 20, &side, 4);
+  std::ofstream(dir / "huge.zelk", std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  const std::vector<std::string> before = dir.List();
+  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+           {"info", "huge.zelk"}, {"convert", "huge.zelk", "out.ply"}, {"preview", "huge.zelk", "-o", "p.png"}}) {
+    const ToolRun run = RunTool(arguments, dir.Path());
+    EXPECT_TRUE(FailedCleanly(run)) << arguments[0];
+    EXPECT_NE(run.err.find("16384 x 16384 cells for 1 point"), std::string::npos) << run.err;
+  }
+  EXPECT_EQ(dir.List(), before);
 }
 
 // An interruption, at a point of a long run: nothing half-written is left,

@@ -204,7 +204,9 @@ public:
   PPhoXi CreateAndConnect(const std::string& HWIdentification, PhoXiTimeout Timeout = PhoXiTimeout::Infinity);
   PPhoXi CreateAndConnectFirstAttached();
   // Returns the new camera's hardware identification, empty on failure (a
-  // missing or unreadable recording).
+  // missing or unreadable recording, or one that no device could have made:
+  // a camera matrix other than 3 x 3, a distortion list of no lens model's
+  // length, maps larger than the recorded sensor).
   std::string AttachFileCamera(const std::string& FileCameraHWIdentification,
                                const std::vector<std::string>& FilePaths, bool MultiByteString = false);
   bool DetachFileCamera(const std::string& FileCameraHWIdentification);

@@ -42,7 +42,10 @@
 // - File cameras: see above for their identities; they replay
 //   their recordings in order, looping (a copy per trigger, frame info as
 //   recorded). Their TriggerMode and Timeout can be set; every other setting
-//   is read-only (no setter), reporting the recorded values.
+//   is read-only (no setter), reporting the recorded values. Recordings with
+//   a calibration or maps that no device reports are not attached
+//   (src/PlayableRecording.h); a faulty calibration reaches the API only
+//   from a VirtualDevice.
 // - CalibrationSettings and HardwareIdentification are read-only features;
 //   HardwareIdentification and GetName stay readable after a disconnect.
 // - SaveLastOutput saves the last frame handed out (or an arrived frame by id)

@@ -1,6 +1,7 @@
 // pho::api::PhoXiFactory: discovery, connection and file cameras, answered by
 // the in-process simulated PhoXi Control.
 #include "DeviceConnection.h"
+#include "PlayableRecording.h"
 #include "PrawFile.h"
 
 #include <stdexcept>
@@ -127,7 +128,7 @@ std::string PhoXiFactory::AttachFileCamera(const std::string& FileCameraHWIdenti
   for (const std::string& path : FilePaths) {
     pho::sim::PrawRecording recording;
     std::string error;
-    if (!pho::sim::ReadPraw(path, recording, error)) return std::string();
+    if (!pho::sim::ReadPraw(path, recording, error) || !pho::sim::IsPlayable(recording, error)) return std::string();
     pho::sim::RenderJob job;
     job.deviceType = recording.deviceType;
     job.deviceName = name;

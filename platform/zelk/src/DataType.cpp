@@ -19,4 +19,16 @@ std::size_t DataTypeSize(DataType type) {
   return 0;
 }
 
+const char* DataTypeName(DataType type) {
+  switch (type) {
+    case DataType::Float: return "float";
+    case DataType::Vec3f: return "vec3f";
+    case DataType::UInt32: return "uint32";
+    case DataType::Color3f: return "color3f";
+    case DataType::Color3b: return "color3b";
+    case DataType::Unknown: break;
+  }
+  return "unknown";
+}
+
 }  // namespace zelk

@@ -70,9 +70,11 @@ struct FileCloser {
 Exporter::Exporter() = default;
 Exporter::~Exporter() = default;
 
-void Exporter::AddScan(const Scan& scan) {
+bool Exporter::AddScan(const Scan& scan) {
+  if (!Scan::GridFits(scan.GetResolution(), scan.GetPointCount())) return false;
   EncodeScan(scan, scans_);
   ++count_;
+  return true;
 }
 
 std::size_t Exporter::GetScanCount() const { return count_; }

@@ -15,10 +15,9 @@ namespace zelk {
 namespace foreign {
 
 // Importer::LoadFile: checks the path, picks the reader by the file's first
-// bytes and its extension (".zelk" files through importer.LoadMemory, the
-// others into `scans`), and logs one line (component "zelk::Importer") that
-// says why a file cannot be loaded.
-bool LoadFileByType(const std::string& path, Importer& importer, std::vector<Scan>& scans);
+// bytes and its extension, reads the file's scans into `scans`, and logs one
+// line (component "zelk::Importer") that says why a file cannot be loaded.
+bool LoadFileByType(const std::string& path, std::vector<Scan>& scans);
 
 // PLY from any writer: ASCII, binary little- or big-endian; any scalar type
 // for coordinates, normals (nx ny nz) and colours (red green blue, or

@@ -3,6 +3,10 @@
 #include "ForeignFiles.h"
 #include "ZelkFileFormat.h"
 
+#include <ulog/ulog.h>
+
+#include <cstdio>
+#include <filesystem>
 #include <istream>
 #include <memory>
 #include <streambuf>
@@ -45,12 +49,30 @@ bool ReadDefinition(const std::string& bytes, Definition& definition, bool space
 
 bool ReadFloats(Reader& reader, float* target, std::size_t n) { return reader.Bytes(target, n * sizeof(float)); }
 
-bool DecodeScan(Reader& reader, Scan& scan) {
+const char* const kComponent = "zelk::Importer";
+
+// The refusals that a file can be built to provoke are named, so that a
+// reader of the file learns which of the model's rules it breaks.
+void Refuse(std::string& refusal, std::uint32_t scanIndex, const std::string& why) {
+  refusal = "scan " + std::to_string(scanIndex) + " of the file " + why;
+}
+
+bool DecodeScan(Reader& reader, Scan& scan, std::uint32_t scanIndex, std::string& refusal) {
   std::uint32_t width = 0;
   std::uint32_t height = 0;
   std::uint32_t count = 0;
   if (!reader.Value(width) || !reader.Value(height) || !reader.Value(count)) return false;
   if (std::uint64_t(count) * (sizeof(glm::uvec2) + sizeof(glm::vec3)) > reader.Remaining()) return false;
+  // Checked before anything is made of the grid: a few bytes can declare
+  // billions of cells.
+  if (!Scan::GridFits(glm::uvec2(width, height), count)) {
+    Refuse(refusal, scanIndex, "has a grid of " + std::to_string(width) + " x " + std::to_string(height) + " cells for " +
+                          std::to_string(count) + (count == 1 ? " point" : " points") +
+                          "; a grid may have sides up to " + std::to_string(Scan::MAX_GRID_SIDE) + " and " +
+                          std::to_string(Scan::MAX_SPARSE_GRID_CELLS) + " cells plus " +
+                          std::to_string(Scan::MAX_CELLS_PER_POINT) + " per point");
+    return false;
+  }
   std::vector<glm::uvec2> coords(count);
   for (glm::uvec2& cell : coords) {
     reader.Value(cell.x);
@@ -72,6 +94,12 @@ bool DecodeScan(Reader& reader, Scan& scan) {
     if (!reader.String(name) || !reader.Value(type) || !reader.Value(elementSize)) return false;
     const DataType dataType = static_cast<DataType>(type);
     if (elementSize == 0 || DataTypeSize(dataType) != elementSize || scan.HasProperty(name)) return false;
+    const DataType defined = PointCloud::DefinedType(name);
+    if (defined != DataType::Unknown && defined != dataType) {
+      Refuse(refusal, scanIndex, "stores the property \"" + name + "\" as " + DataTypeName(dataType) + "; it holds " +
+                            DataTypeName(defined));
+      return false;
+    }
     if (std::uint64_t(count) * elementSize > reader.Remaining()) return false;
     scan.AddProperty(name, dataType);
     if (count > 0) reader.Bytes(scan.GetPropertyData(name), std::size_t(count) * elementSize);
@@ -120,33 +148,48 @@ bool DecodeScan(Reader& reader, Scan& scan) {
 
 }  // namespace
 
+namespace file_format {
+
+bool DecodeFile(const char* data, std::size_t size, std::vector<Scan>& scans, std::string& refusal) {
+  scans.clear();
+  refusal.clear();
+  Reader reader(data, size);
+  char magic[sizeof(kMagic)] = {};
+  std::uint32_t version = 0;
+  std::uint32_t count = 0;
+  if (!reader.Bytes(magic, sizeof(magic)) || std::memcmp(magic, kMagic, sizeof(magic)) != 0 ||
+      !reader.Value(version) || version != kVersion || !reader.Value(count)) {
+    return false;
+  }
+  std::vector<Scan> decoded;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    Scan scan;
+    if (!DecodeScan(reader, scan, i, refusal)) return false;
+    decoded.push_back(std::move(scan));
+  }
+  if (reader.Remaining() != 0) return false;
+  scans = std::move(decoded);
+  return true;
+}
+
+}  // namespace file_format
+
 Importer::Importer() = default;
 Importer::~Importer() = default;
 
 bool Importer::LoadMemory(const char* data, std::size_t size) {
-  scans_.clear();
-  Reader reader(data, size);
-  char magic[sizeof(file_format::kMagic)] = {};
-  std::uint32_t version = 0;
-  std::uint32_t count = 0;
-  if (!reader.Bytes(magic, sizeof(magic)) || std::memcmp(magic, file_format::kMagic, sizeof(magic)) != 0 ||
-      !reader.Value(version) || version != file_format::kVersion || !reader.Value(count)) {
-    return false;
+  std::string refusal;
+  const bool loaded = file_format::DecodeFile(data, size, scans_, refusal);
+  if (!refusal.empty()) {
+    refusal[0] = 'S';
+    ulog::Fail(refusal + ".", kComponent);
   }
-  std::vector<Scan> scans;
-  for (std::uint32_t i = 0; i < count; ++i) {
-    Scan scan;
-    if (!DecodeScan(reader, scan)) return false;
-    scans.push_back(std::move(scan));
-  }
-  if (reader.Remaining() != 0) return false;
-  scans_ = std::move(scans);
-  return true;
+  return loaded;
 }
 
 bool Importer::LoadFile(const std::string& path) {
   scans_.clear();
-  return foreign::LoadFileByType(path, *this, scans_);
+  return foreign::LoadFileByType(path, scans_);
 }
 
 std::size_t Importer::GetScanCount() const { return scans_.size(); }

@@ -67,16 +67,18 @@ std::string OpenFailure(const std::string& path, File& file, std::uintmax_t& siz
   return {};
 }
 
-std::string ReadZelk(std::FILE* file, std::uintmax_t size, Importer& importer) {
+std::string ReadZelk(std::FILE* file, std::uintmax_t size, std::vector<Scan>& scans) {
   std::vector<char> bytes(static_cast<std::size_t>(size));
   if (std::fread(bytes.data(), 1, bytes.size(), file) != bytes.size()) return "the file cannot be read";
-  if (importer.LoadMemory(bytes.data(), bytes.size())) return {};
+  std::string refusal;
+  if (file_format::DecodeFile(bytes.data(), bytes.size(), scans, refusal)) return {};
+  if (!refusal.empty()) return refusal;
   return "not a readable .zelk scan file (damaged, truncated or of another version)";
 }
 
 }  // namespace
 
-bool LoadFileByType(const std::string& path, Importer& importer, std::vector<Scan>& scans) {
+bool LoadFileByType(const std::string& path, std::vector<Scan>& scans) {
   File file;
   std::uintmax_t size = 0;
   std::string reason = OpenFailure(path, file, size);
@@ -89,7 +91,7 @@ bool LoadFileByType(const std::string& path, Importer& importer, std::vector<Sca
     Scan scan;
     switch (KindOf(extension, head, headSize)) {
       case Kind::Zelk:
-        reason = ReadZelk(file.get(), size, importer);
+        reason = ReadZelk(file.get(), size, scans);
         break;
       case Kind::Ply:
         file.reset();

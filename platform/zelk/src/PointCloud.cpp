@@ -109,6 +109,18 @@ const glm::vec3* PointCloud::GetPositions() const {
   return positions_ ? static_cast<const glm::vec3*>(positions_->Data()) : nullptr;
 }
 
+DataType PointCloud::DefinedType(const std::string& name) {
+  if (name == NORMALS) return DataType::Vec3f;
+  if (name == COLORS) return DataType::Color3f;
+  if (name == INTENSITIES) return DataType::Float;
+  return DataType::Unknown;
+}
+
+bool PointCloud::HoldsType(const std::string& name, DataType type) const {
+  const PointCloudProperty* property = FindProperty(name);
+  return property != nullptr && property->type_ == type;
+}
+
 const PointCloudProperty& PointCloud::AddProperty(const std::string& name, DataType type) {
   if (const PointCloudProperty* existing = FindProperty(name)) {
     return *existing;
@@ -116,6 +128,13 @@ const PointCloudProperty& PointCloud::AddProperty(const std::string& name, DataT
   const std::size_t size = DataTypeSize(type);
   if (size == 0) {
     throw std::invalid_argument("zelk::PointCloud::AddProperty: unknown data type for property \"" + name + "\"");
+  }
+  // Readers take a well-known array as its defined type; another type would
+  // have them read past its end.
+  const DataType defined = DefinedType(name);
+  if (defined != DataType::Unknown && defined != type) {
+    throw std::invalid_argument("zelk::PointCloud::AddProperty: property \"" + name + "\" holds " +
+                                DataTypeName(defined) + ", not " + DataTypeName(type));
   }
   PointCloudProperty property(name, type);
   if (capacity_ > 0) {
@@ -143,18 +162,18 @@ std::vector<std::string> PointCloud::GetPropertyNames() const {
 
 const PointCloudProperty& PointCloud::AddNormals() { return AddProperty(NORMALS, DataType::Vec3f); }
 bool PointCloud::HasNormals() const { return HasProperty(NORMALS); }
-glm::vec3* PointCloud::GetNormals() { return static_cast<glm::vec3*>(GetPropertyData(NORMALS)); }
-const glm::vec3* PointCloud::GetNormals() const { return static_cast<const glm::vec3*>(GetPropertyData(NORMALS)); }
+glm::vec3* PointCloud::GetNormals() { return GetPropertyArray<glm::vec3>(NORMALS); }
+const glm::vec3* PointCloud::GetNormals() const { return GetPropertyArray<glm::vec3>(NORMALS); }
 
 const PointCloudProperty& PointCloud::AddIntensities() { return AddProperty(INTENSITIES, DataType::Float); }
 bool PointCloud::HasIntensities() const { return HasProperty(INTENSITIES); }
-float* PointCloud::GetIntensities() { return static_cast<float*>(GetPropertyData(INTENSITIES)); }
-const float* PointCloud::GetIntensities() const { return static_cast<const float*>(GetPropertyData(INTENSITIES)); }
+float* PointCloud::GetIntensities() { return GetPropertyArray<float>(INTENSITIES); }
+const float* PointCloud::GetIntensities() const { return GetPropertyArray<float>(INTENSITIES); }
 
 const PointCloudProperty& PointCloud::AddColors() { return AddProperty(COLORS, DataType::Color3f); }
 bool PointCloud::HasColors() const { return HasProperty(COLORS); }
-Color3f* PointCloud::GetColors() { return static_cast<Color3f*>(GetPropertyData(COLORS)); }
-const Color3f* PointCloud::GetColors() const { return static_cast<const Color3f*>(GetPropertyData(COLORS)); }
+Color3f* PointCloud::GetColors() { return GetPropertyArray<Color3f>(COLORS); }
+const Color3f* PointCloud::GetColors() const { return GetPropertyArray<Color3f>(COLORS); }
 
 void PointCloud::SetSpace(const std::optional<utils::SpaceDefinition>& space) { space_ = space; }
 const std::optional<utils::SpaceDefinition>& PointCloud::GetSpace() const { return space_; }

@@ -9,6 +9,18 @@
 namespace zelk {
 
 const unsigned int Scan::INVALID_INDEX = 0xFFFFFFFFu;
+const std::uint64_t Scan::MAX_SPARSE_GRID_CELLS = std::uint64_t{2048} * 2048;
+const std::uint64_t Scan::MAX_CELLS_PER_POINT = 16;
+const std::uint32_t Scan::MAX_GRID_SIDE = 0x7FFFFFFF;
+
+bool Scan::GridFits(const glm::uvec2& resolution, std::uint64_t points) {
+  if (resolution.x > MAX_GRID_SIDE || resolution.y > MAX_GRID_SIDE) return false;
+  // Neither product can wrap: the factors stay below 2^31 and 2^36.
+  const std::uint64_t cells = std::uint64_t{resolution.x} * resolution.y;
+  const std::uint64_t allowed =
+      MAX_SPARSE_GRID_CELLS + MAX_CELLS_PER_POINT * std::min<std::uint64_t>(points, std::uint64_t{1} << 32);
+  return cells <= allowed;
+}
 
 Scan::Scan() = default;
 Scan::Scan(const Scan&) = default;

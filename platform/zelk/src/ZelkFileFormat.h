@@ -8,6 +8,9 @@
 #include <vector>
 
 namespace zelk {
+
+class Scan;
+
 namespace file_format {
 
 constexpr char kMagic[8] = {'Z', 'E', 'L', 'K', 'S', 'C', 'A', 'N'};
@@ -69,6 +72,12 @@ private:
   std::size_t size_;
   std::size_t pos_ = 0;
 };
+
+// Decodes a whole file into `scans` (left empty on failure). A file that
+// breaks a rule of the model (grid size, element type of a well-known
+// property) is refused with `refusal` saying which, starting "scan <i> of the
+// file"; any other inconsistency leaves `refusal` empty.
+bool DecodeFile(const char* data, std::size_t size, std::vector<Scan>& scans, std::string& refusal);
 
 }  // namespace file_format
 }  // namespace zelk

@@ -16,5 +16,8 @@ enum class DataType : std::uint8_t {
 
 // Bytes per element; 0 for Unknown or an unlisted value.
 std::size_t DataTypeSize(DataType type);
+// Lower-case name ("float", "vec3f", "uint32", "color3f", "color3b"); "unknown"
+// for Unknown or an unlisted value. Static storage.
+const char* DataTypeName(DataType type);
 
 }  // namespace zelk

@@ -44,8 +44,10 @@ public:
   Exporter(const Exporter&) = delete;
   Exporter& operator=(const Exporter&) = delete;
 
-  // Encodes the scan right away (the scan need not outlive the call).
-  void AddScan(const Scan& scan);
+  // Encodes the scan right away (the scan need not outlive the call). False,
+  // adding nothing, when its grid is larger than Scan::GridFits allows for its
+  // points: the Importer would refuse the file.
+  bool AddScan(const Scan& scan);
   std::size_t GetScanCount() const;
   // Writes every added scan to `path`, replacing the file. False when the
   // file cannot be written completely.

@@ -5,7 +5,11 @@
 // truncated, has an unknown version or is inconsistent in any way (sizes,
 // cells outside the grid, unknown property types, malformed space records)
 // is refused as a whole, without allocating more than the file's own size
-// allows. Not thread-safe: one thread at a time per importer.
+// allows. So is a file that breaks a rule of the model: a grid larger than
+// Scan::GridFits allows for its points, or a well-known property stored with
+// another element type than PointCloud::DefinedType (each logged with
+// ulog::Fail under "zelk::Importer"). Not thread-safe: one thread at a time
+// per importer.
 #include <zelk/Scan.h>
 
 #include <cstddef>

@@ -28,6 +28,30 @@ namespace detail {
 class Buffer;  // growable raw array (see src/Buffer.h)
 }
 
+// The element type that a C++ type stands for in a property array.
+template <class T>
+struct DataTypeOf;
+template <>
+struct DataTypeOf<float> {
+  static constexpr DataType value = DataType::Float;
+};
+template <>
+struct DataTypeOf<glm::vec3> {
+  static constexpr DataType value = DataType::Vec3f;
+};
+template <>
+struct DataTypeOf<std::uint32_t> {
+  static constexpr DataType value = DataType::UInt32;
+};
+template <>
+struct DataTypeOf<Color3f> {
+  static constexpr DataType value = DataType::Color3f;
+};
+template <>
+struct DataTypeOf<Color3b> {
+  static constexpr DataType value = DataType::Color3b;
+};
+
 // A named per-point array.
 class PointCloudProperty {
 public:
@@ -52,11 +76,18 @@ private:
   std::unique_ptr<detail::Buffer> data_;
 };
 
+// The well-known properties have one element type each (DefinedType); the
+// cloud never holds them with another, so their arrays are always read as
+// that type.
 class PointCloud {
 public:
   static const std::string NORMALS;      // DataType::Vec3f
   static const std::string COLORS;       // DataType::Color3f
   static const std::string INTENSITIES;  // DataType::Float
+
+  // The element type of a well-known property name (above); Unknown for any
+  // other name, whose type is free.
+  static DataType DefinedType(const std::string& name);
 
   PointCloud();
   PointCloud(const PointCloud& other);
@@ -74,16 +105,31 @@ public:
   // Called once after a conversion has added all its points. The stand-in
   // has nothing to finish here; it keeps arrays and pointers as they are.
   virtual void Complete();
-  // Writable array of the named property, or null when there is none.
+  // Writable array of the named property, or null when there is none. Untyped:
+  // readers go through GetPropertyArray, which checks the element type.
   virtual void* GetPropertyData(const std::string& name);
 
   const void* GetPropertyData(const std::string& name) const;
+
+  // The named property's array as elements of T (through GetPropertyData), or
+  // null when there is no such property or it holds another element type
+  // than T: an array is never handed out as another type.
+  template <class T>
+  T* GetPropertyArray(const std::string& name) {
+    return HoldsType(name, DataTypeOf<T>::value) ? static_cast<T*>(GetPropertyData(name)) : nullptr;
+  }
+  template <class T>
+  const T* GetPropertyArray(const std::string& name) const {
+    return HoldsType(name, DataTypeOf<T>::value) ? static_cast<const T*>(GetPropertyData(name)) : nullptr;
+  }
 
   glm::vec3* GetPositions();
   const glm::vec3* GetPositions() const;
 
   // Creates the property (or returns the existing one of that name; its type
-  // is then left unchanged). New elements of existing points are zero.
+  // is then left unchanged). New elements of existing points are zero. Throws
+  // std::invalid_argument, adding nothing, for an unknown type or a
+  // well-known name with another type than its DefinedType.
   const PointCloudProperty& AddProperty(const std::string& name, DataType type);
   bool HasProperty(const std::string& name) const;
   const PointCloudProperty* GetProperty(const std::string& name) const;
@@ -115,6 +161,7 @@ protected:
   std::uint32_t AppendPoints(std::uint32_t count, bool zeroFill = true);
 
 private:
+  bool HoldsType(const std::string& name, DataType type) const;
   PointCloudProperty* FindProperty(const std::string& name);
   const PointCloudProperty* FindProperty(const std::string& name) const;
   void EnsureCapacity(std::uint32_t n);

@@ -15,6 +15,22 @@ class Scan : public PointCloud {
 public:
   static const unsigned int INVALID_INDEX;  // 0xFFFFFFFF
 
+  // The largest grid a scan may have for the points it holds. Whatever is
+  // made of a grid (point cloud grids, images) costs memory per cell, so a
+  // grid may exceed MAX_SPARSE_GRID_CELLS (2048 x 2048, more than any PhoXi
+  // sensor has) only by MAX_CELLS_PER_POINT cells per point: a file then
+  // cannot make its reader allocate more than a fixed amount plus a share
+  // per point that it holds. Image libraries index rows and columns with an
+  // int, so neither side may exceed MAX_GRID_SIDE (even with no cells at
+  // all). SetResolution does not check it (points come after the grid);
+  // files are held to it: the Importer refuses and the Exporter does not
+  // write a scan whose grid does not fit.
+  static const std::uint64_t MAX_SPARSE_GRID_CELLS;  // 4194304
+  static const std::uint64_t MAX_CELLS_PER_POINT;    // 16
+  static const std::uint32_t MAX_GRID_SIDE;          // 2147483647
+  // Whether a grid of `resolution` may hold `points` points under that rule.
+  static bool GridFits(const glm::uvec2& resolution, std::uint64_t points);
+
   Scan();
   Scan(const Scan&);
   Scan& operator=(const Scan&);
