@@ -28,6 +28,7 @@ namespace py = pybind11;
 // One per topic file; each adds its classes and functions to `m`.
 void BindErrors(py::module_& m);
 void BindRecords(py::module_& m);
+void BindAcceptance(py::module_& m);
 void BindScan(py::module_& m);
 void BindFrames(py::module_& m);
 void BindFiles(py::module_& m);

@@ -89,15 +89,20 @@ Acceptance::Acceptance(const py::object& accept) {
     };
     return;
   }
-  const auto box = py::array_t<float, py::array::c_style | py::array::forcecast>::ensure(accept);
-  if (!box || box.ndim() != 2 || box.shape(0) != 2 || box.shape(1) != 3) {
-    throw py::type_error(
-        "accept must be None, a callable f(x, y, z) or a box [[xmin, ymin, zmin], [xmax, ymax, zmax]]");
+  Box box;
+  if (py::isinstance<Box>(accept)) {
+    box = accept.cast<Box>();
+  } else {
+    const auto array = py::array_t<float, py::array::c_style | py::array::forcecast>::ensure(accept);
+    if (!array || array.ndim() != 2 || array.shape(0) != 2 || array.shape(1) != 3) {
+      throw py::type_error(
+          "accept must be None, a callable f(x, y, z), a tavrin.Box or [[xmin, ymin, zmin], [xmax, ymax, zmax]]");
+    }
+    box = Box{glm::vec3(array.at(0, 0), array.at(0, 1), array.at(0, 2)),
+              glm::vec3(array.at(1, 0), array.at(1, 1), array.at(1, 2))};
   }
-  const glm::vec3 low(box.at(0, 0), box.at(0, 1), box.at(0, 2));
-  const glm::vec3 high(box.at(1, 0), box.at(1, 1), box.at(1, 2));
-  function_ = [low, high](const glm::vec3& p) {
-    return glm::all(glm::greaterThanEqual(p, low)) && glm::all(glm::lessThanEqual(p, high));
+  function_ = [box](const glm::vec3& p) {
+    return glm::all(glm::greaterThanEqual(p, box.low)) && glm::all(glm::lessThanEqual(p, box.high));
   };
 }
 
@@ -123,6 +128,22 @@ std::function<void()> ThreadSafeCallback(const py::function& callback) {
     // This thread is in no Call: its lines wait in the queue until now.
     ForwardQueuedLines();
   };
+}
+
+void BindAcceptance(py::module_& m) {
+  py::class_<Box>(m, "Box",
+                  "An axis-aligned box for the `accept` argument of captures and conversions: keeps the points "
+                  "with min <= p <= max on every axis, tested in C++ at full speed.")
+      .def(py::init([](const py::handle& low, const py::handle& high) { return Box{ToVec3(low), ToVec3(high)}; }),
+           py::arg("min"), py::arg("max"))
+      .def_property_readonly("min", [](const Box& b) { return ToArray(b.low); }, "float32[3] (a copy)")
+      .def_property_readonly("max", [](const Box& b) { return ToArray(b.high); }, "float32[3] (a copy)")
+      .def("__repr__", [](const Box& b) {
+        const auto triple = [](const glm::vec3& v) {
+          return py::str("({!r}, {!r}, {!r})").format(v.x, v.y, v.z).cast<std::string>();
+        };
+        return "tavrin.Box(min=" + triple(b.low) + ", max=" + triple(b.high) + ")";
+      });
 }
 
 void StopCallbacks() {

@@ -17,15 +17,21 @@
 
 namespace tavrin_python {
 
+// tavrin.Box: an axis-aligned box of points to keep, bounds included.
+struct Box {
+  glm::vec3 low;
+  glm::vec3 high;
+};
+
 // The `accept` argument of a capture or conversion, for one library call:
 // - None: every point is kept (an empty function);
 // - a Python callable f(x, y, z) -> truthy: called once per measured point,
 //   taking the GIL each time, so a capture runs several times slower. An
 //   exception it raises rejects the remaining points and is raised again by
 //   RaiseIfFailed once the call is over;
-// - anything NumPy reads as a 2 x 3 array [[xmin, ymin, zmin], [xmax, ymax,
-//   zmax]]: keeps the points inside that axis-aligned box (bounds included),
-//   tested in C++ without the GIL at full speed.
+// - a tavrin.Box, or anything NumPy reads as a 2 x 3 array [[xmin, ymin,
+//   zmin], [xmax, ymax, zmax]]: keeps the points inside that axis-aligned box
+//   (bounds included), tested in C++ without the GIL at full speed.
 // Construct and destroy with the GIL held; Function() must not outlive this.
 class Acceptance {
 public:

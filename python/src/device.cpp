@@ -14,6 +14,7 @@
 #include <pybind11/stl.h>
 #include <pybind11/stl/filesystem.h>
 
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -300,6 +301,27 @@ void BindAcquisition(py::class_<Device>& device) {
           "capture() then get_scan(): a new Scan, blocking until the frame is converted (GIL released). `accept`: "
           "None (all points), a box [[xmin, ymin, zmin], [xmax, ymax, zmax]] (fast, in C++) or a callable "
           "f(x, y, z) -> bool (slow: the GIL is taken per point).")
+      .def(
+          "_cpp_capture_scan_seconds",
+          [](Device& d, int count) {
+            // The baseline of the Python binding's overhead: the same captures
+            // made by C++ code, each into a new scan as capture_scan does.
+            std::vector<double> seconds;
+            Call call;
+            const bool ok = Unlocked([&] {
+              for (int i = 0; i < count; ++i) {
+                const auto start = std::chrono::steady_clock::now();
+                zelk::Scan scan;
+                if (!d->CaptureScan(scan, nullptr)) return false;
+                seconds.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+              }
+              return true;
+            });
+            if (!ok) call.Fail("capture_scan failed");
+            return seconds;
+          },
+          py::arg("count"),
+          "Benchmarks: the wall time in seconds of each of `count` captures made in C++ (as capture_scan).")
       .def(
           "get_scan",
           [](Device& d, const py::object& accept) {

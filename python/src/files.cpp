@@ -67,16 +67,19 @@ void BindEnums(py::module_& m) {
 }  // namespace
 
 tavrin::ColorOutput ChooseTexture(const py::handle& value, const zelk::Scan& scan) {
-  if (py::isinstance<py::str>(value) && value.cast<std::string>() == "auto") {
+  if (!py::isinstance<py::str>(value)) {
+    return Choose<tavrin::ColorOutput>(value, {}, "texture");  // the enumeration itself
+  }
+  const std::string text = value.cast<std::string>();
+  if (text == "auto") {
     if (scan.HasColors()) return tavrin::ColorOutput::Color;
     if (scan.HasIntensities()) return tavrin::ColorOutput::Intensity;
     return tavrin::ColorOutput::None;
   }
-  return Choose<tavrin::ColorOutput>(value,
-                                     {{"none", tavrin::ColorOutput::None},
-                                      {"intensity", tavrin::ColorOutput::Intensity},
-                                      {"color", tavrin::ColorOutput::Color}},
-                                     "texture ('auto' or)");
+  if (text == "none") return tavrin::ColorOutput::None;
+  if (text == "intensity") return tavrin::ColorOutput::Intensity;
+  if (text == "color") return tavrin::ColorOutput::Color;
+  throw py::value_error("texture must be one of 'auto', 'none', 'intensity', 'color', not '" + text + "'");
 }
 
 void BindFiles(py::module_& m) {

@@ -13,6 +13,7 @@ PYBIND11_MODULE(tavrin, m) {
   m.attr("__version__") = TAVRIN_VERSION;
   BindErrors(m);
   BindRecords(m);
+  BindAcceptance(m);
   BindScan(m);
   BindFrames(m);
   BindFiles(m);

@@ -220,9 +220,10 @@ glm::vec3 ToVec3(const py::handle& value) {
 
 py::array View(const py::handle& owner, const py::dtype& dtype, std::vector<py::ssize_t> shape,
                std::vector<py::ssize_t> strides, const void* data, bool writeable) {
+  // With `owner` as its base, NumPy holds a reference to the owner for as long
+  // as the array (or any view of it) lives: the memory stays valid.
   py::array array = data == nullptr ? py::array(dtype, std::move(shape), std::move(strides))
-                                    : py::array(dtype, std::move(shape), std::move(strides), data, py::capsule(data, [](void*) {}));
-  (void)owner;
+                                    : py::array(dtype, std::move(shape), std::move(strides), data, owner);
   if (!writeable) array.attr("setflags")(py::arg("write") = false);
   return array;
 }

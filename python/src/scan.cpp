@@ -13,6 +13,7 @@
 #include <pybind11/stl.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -138,6 +139,20 @@ void BindScan(py::module_& m) {
                         n == 0 ? nullptr : scan.GetCoords().data(), false);
           },
           "N x 2 uint32 read-only view: the (x, y) cell of each point")
+      .def(
+          "_address",
+          [](const zelk::Scan& scan, const std::string& name) -> std::uintptr_t {
+            const void* data = name == "positions"     ? static_cast<const void*>(scan.GetPositions())
+                               : name == "normals"     ? static_cast<const void*>(scan.GetNormals())
+                               : name == "colors"      ? static_cast<const void*>(scan.GetColors())
+                               : name == "intensities" ? static_cast<const void*>(scan.GetIntensities())
+                               : name == "cells"       ? static_cast<const void*>(scan.GetCoords().data())
+                                                       : throw py::value_error("no per-point array '" + name + "'");
+            return reinterpret_cast<std::uintptr_t>(data);
+          },
+          py::arg("name"),
+          "Diagnostics: the address of the scan's own storage of the array `name` (compare with an array's "
+          "ctypes.data).")
       .def("to_grid", &ToGrid,
            "A new (height, width, 3) float32 array (a copy) with each point's position in its cell and NaN in "
            "the cells without a point.")

@@ -28,6 +28,18 @@ def test_failures_raise_the_library_line(tmp_path):
         assert str(raised.value) == f"{component}: {raised.value.lines[0][2]}"
 
 
+def test_simulated_faults_raise_errors(device):
+    sim, scanner = tavrin.sim, tavrin.sim.DEFAULT_SCANNER_ID
+    sim.fail_next_triggers(scanner)
+    with pytest.raises(tavrin.Error, match="^PhoXiDevice: Frame capture was unsuccessful.$"):
+        device.capture_scan()
+    sim.throw_on_device_calls(scanner)  # the PhoXi API's own exception, let through by the library
+    with pytest.raises(tavrin.Error, match="communication with device 'TVR-SIM-0001' failed"):
+        device.capture_scan()
+    sim.throw_on_device_calls(scanner, False)
+    assert len(device.capture_scan()) > 0
+
+
 def test_cpp_exceptions_map_to_python_ones(tmp_path):
     odd = tavrin.SpaceDefinition(units=tavrin.Units(42))  # no row in the unit table
     with pytest.raises(IndexError):

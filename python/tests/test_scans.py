@@ -42,8 +42,11 @@ def test_colour_capture_to_numpy_and_back_through_files(tmp_path):
 
 def test_arrays_view_the_scan_without_copies(device, tmp_path):
     scan = device.capture_scan()
+    for name in ("positions", "intensities", "cells"):
+        array = getattr(scan, name)
+        assert array.base is scan
+        assert array.__array_interface__["data"][0] == array.ctypes.data == scan._address(name), name
     first, again = scan.positions, scan.positions
-    assert first.base is scan and first.ctypes.data == again.ctypes.data
     assert np.shares_memory(first, again)
 
     first[0] = (1.0, 2.0, 3.0)
@@ -73,10 +76,12 @@ def test_array_outlives_every_name_of_its_scan(device):
 
 def test_accept_box_in_cpp_and_python_callable_keep_the_same_points(device):
     box = np.array([[-200, -200, 0], [200, 200, 2000]], dtype=np.float32)
-    boxed = device.capture_scan(accept=box)
-    called = device.capture_scan(accept=lambda x, y, z: bool(((box[0] <= (x, y, z)) & ((x, y, z) <= box[1])).all()))
+    boxed = device.capture_scan(accept=tavrin.Box(min=box[0], max=box[1]))
+    as_array = device.capture_scan(accept=box)
+    called = device.capture_scan(accept=lambda x, y, z: -200 <= x <= 200 and -200 <= y <= 200 and 0 <= z <= 2000)
     assert 0 < len(boxed) < len(device.capture_scan())
     np.testing.assert_array_equal(boxed.positions, called.positions)
+    np.testing.assert_array_equal(boxed.positions, as_array.positions)
     assert ((boxed.positions >= box[0]) & (boxed.positions <= box[1])).all()
 
     with pytest.raises(ZeroDivisionError):

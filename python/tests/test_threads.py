@@ -17,8 +17,9 @@ def test_connection_lost_callback_runs_on_the_watchdog_thread(device):
         seen["connected"] = device.is_connected  # calls back into the device from that thread
         done.set()
 
-    device.on_connection_lost(lost)
+    # Dropped first, the loss is found by the watchdog's first poll, at once.
     tavrin.sim.drop_connection(tavrin.sim.DEFAULT_SCANNER_ID)
+    device.on_connection_lost(lost)
     assert done.wait(10)
     assert seen == {"thread": seen["thread"], "connected": False}
     assert seen["thread"] != threading.get_ident()
@@ -52,15 +53,17 @@ def test_two_python_threads_share_one_device(device):
 
 def test_interpreter_exits_while_the_callback_runs():
     script = textwrap.dedent("""
-        import time, tavrin
+        import threading, time, tavrin
         dev = tavrin.PhoXiDevice()
         dev.connect(tavrin.sim.DEFAULT_SCANNER_ID)
+        running = threading.Event()
         def lost():
-            time.sleep(0.5)
+            running.set()
+            time.sleep(0.3)
             print("lost", dev.is_connected, flush=True)
-        dev.on_connection_lost(lost)
         tavrin.sim.drop_connection(tavrin.sim.DEFAULT_SCANNER_ID)
-        time.sleep(1.2)  # the second poll finds the loss: exit while the callback sleeps
+        dev.on_connection_lost(lost)
+        running.wait(10)  # exit while the callback sleeps
     """)
     run = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True, timeout=60)
     assert (run.returncode, run.stdout, run.stderr) == (0, "lost False\n", "")
