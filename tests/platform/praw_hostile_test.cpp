@@ -134,11 +134,14 @@ TEST_F(HostileRecordingTest, TheHandWrittenLayoutIsAValidRecording) {
   EXPECT_EQ(recording_.calibration.DistortionCoefficients.size(), 5u);
 }
 
-TEST_F(HostileRecordingTest, EveryTruncationIsRefused) {
+TEST_F(HostileRecordingTest, EveryTruncationTrailingByteAndForeignHeaderIsRefused) {
   const std::string bytes = Encode(Layout());
   for (std::size_t n = 0; n < bytes.size(); ++n) {
     EXPECT_FALSE(Read(bytes.substr(0, n))) << "first " << n << " bytes";
   }
+  EXPECT_FALSE(Read(bytes + "x"));
+  EXPECT_FALSE(Read("Q" + bytes.substr(1))) << "magic";
+  EXPECT_FALSE(Read(bytes.substr(0, 8) + '\x02' + bytes.substr(9))) << "version 2";
 }
 
 struct Spoiler {
@@ -175,6 +178,11 @@ INSTANTIATE_TEST_SUITE_P(
                   l.maps[0].dataBytes = 48;
                 }},
         Spoiler{"NegativeMapWidth", [](Layout& l) { l.maps[0].width = -2; }},
+        Spoiler{"PointsOfAnotherElementSize",
+                [](Layout& l) {
+                  l.maps[0].elementSize = 16;
+                  l.SetMap(0, 2, 2);
+                }},
         Spoiler{"ByteCountBeyondSixtyFourBits",
                 [](Layout& l) {
                   l.maps[0].width = l.maps[0].height = 0x7FFFFFFF;
