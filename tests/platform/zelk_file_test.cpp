@@ -156,7 +156,7 @@ std::vector<char> EncodedRichScan() {
   return exporter.Encode();
 }
 
-TEST(ZelkFileCorruption, EveryTruncationIsRefused) {
+TEST(ZelkFileCorruption, EveryTruncationTrailingByteForeignMagicAndVersionIsRefused) {
   const std::vector<char> bytes = EncodedRichScan();
   zelk::Importer importer;
   for (std::size_t size = 0; size < bytes.size(); ++size) {
@@ -164,20 +164,13 @@ TEST(ZelkFileCorruption, EveryTruncationIsRefused) {
     EXPECT_EQ(importer.GetScanCount(), 0u);
   }
   EXPECT_TRUE(importer.LoadMemory(bytes.data(), bytes.size()));
-}
-
-TEST(ZelkFileCorruption, TrailingBytesWrongMagicAndUnknownVersionAreRefused) {
-  std::vector<char> bytes = EncodedRichScan();
-  zelk::Importer importer;
-  std::vector<char> longer = bytes;
+  std::vector<char> longer = bytes, magic = bytes, version = bytes;
   longer.push_back(0);
-  EXPECT_FALSE(importer.LoadMemory(longer.data(), longer.size()));
-  std::vector<char> magic = bytes;
   magic[0] = 'z';
-  EXPECT_FALSE(importer.LoadMemory(magic.data(), magic.size()));
-  std::vector<char> version = bytes;
   version[8] = 2;
-  EXPECT_FALSE(importer.LoadMemory(version.data(), version.size()));
+  for (const std::vector<char>* damaged : {&longer, &magic, &version}) {
+    EXPECT_FALSE(importer.LoadMemory(damaged->data(), damaged->size()));
+  }
 }
 
 // Offsets of the first scan: 16 bytes of file header, then width, height, count.
