@@ -34,9 +34,14 @@ void ExpectPositions(const zelk::PointCloud& cloud, std::uint32_t count) {
   }
 }
 
-TEST(PointCloud, MissingPropertyHasNoData) {
+TEST(PointCloud, MissingPropertyHasNoDataAndUnknownTypesAreRejected) {
   TestCloud cloud;
   cloud.Append(4);
+  EXPECT_EQ(zelk::DataTypeSize(zelk::DataType::Unknown), 0u);
+  EXPECT_EQ(zelk::DataTypeSize(static_cast<zelk::DataType>(200)), 0u);
+  EXPECT_THROW(cloud.AddProperty("bad", zelk::DataType::Unknown), std::invalid_argument);
+  EXPECT_THROW(cloud.AddProperty("bad", static_cast<zelk::DataType>(77)), std::invalid_argument);
+  EXPECT_FALSE(cloud.HasProperty("bad"));
   EXPECT_EQ(cloud.GetPropertyData(zelk::PointCloud::COLORS), nullptr);
   EXPECT_EQ(cloud.GetPropertyData("nothing"), nullptr);
   EXPECT_TRUE(cloud.GetNormals() == nullptr && cloud.GetIntensities() == nullptr && cloud.GetColors() == nullptr);
@@ -139,15 +144,6 @@ TEST(PointCloud, TypedArraysAreNeverHandedOutAsAnotherType) {
   const zelk::PointCloud& constCloud = cloud;
   EXPECT_EQ(constCloud.GetPropertyArray<glm::vec3>(zelk::PointCloud::NORMALS), cloud.GetNormals());
   EXPECT_EQ(constCloud.GetPropertyArray<float>(zelk::PointCloud::NORMALS), nullptr);
-}
-
-TEST(PointCloud, UnknownDataTypeIsRejected) {
-  EXPECT_EQ(zelk::DataTypeSize(zelk::DataType::Unknown), 0u);
-  EXPECT_EQ(zelk::DataTypeSize(static_cast<zelk::DataType>(200)), 0u);
-  TestCloud cloud;
-  EXPECT_THROW(cloud.AddProperty("bad", zelk::DataType::Unknown), std::invalid_argument);
-  EXPECT_THROW(cloud.AddProperty("bad", static_cast<zelk::DataType>(77)), std::invalid_argument);
-  EXPECT_FALSE(cloud.HasProperty("bad"));
 }
 
 // Sizes on both sides of the switch from heap to mapped memory.
