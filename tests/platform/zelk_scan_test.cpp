@@ -208,12 +208,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(Basis(utils::Axis::PositiveY, utils::Axis::PositiveZ, utils::Handedness::Right),
                       Basis(utils::Axis::PositiveY, utils::Axis::NegativeZ, utils::Handedness::Right),
                       Basis(utils::Axis::PositiveZ, utils::Axis::NegativeX, utils::Handedness::Right),
-                      Basis(utils::Axis::PositiveY, utils::Axis::PositiveZ, utils::Handedness::Left)),
-    [](const ::testing::TestParamInfo<utils::BasisDefinition>& info) {
-      const utils::BasisDefinition& b = info.param;
-      return "up" + std::to_string(static_cast<int>(b.up)) + "_forward" + std::to_string(static_cast<int>(b.forward)) +
-             (b.handedness == utils::Handedness::Right ? "_right" : "_left");
-    });
+                      Basis(utils::Axis::PositiveY, utils::Axis::PositiveZ, utils::Handedness::Left)));
 
 TEST(Scan, CopyIsDeepAndMoveTransfers) {
   zelk::Scan scan = ScanOf(3, 3);
