@@ -20,8 +20,7 @@ std::vector<LogLine> LogCapture::Lines() const {
 
 std::size_t LogCapture::Count(const std::string& message) const {
   const std::vector<LogLine> lines = Lines();
-  return static_cast<std::size_t>(
-      std::count_if(lines.begin(), lines.end(), [&](const LogLine& l) { return l.message == message; }));
+  return std::count_if(lines.begin(), lines.end(), [&](const LogLine& l) { return l.message == message; });
 }
 
 bool LogCapture::Has(ulog::Level level, const std::string& message, const std::string& component) const {

@@ -41,12 +41,8 @@ void AppendAscii(std::string& out, const std::string& type, double value) {
 }  // namespace
 
 const char* PlyEncodingName(PlyEncoding encoding) {
-  switch (encoding) {
-    case PlyEncoding::Ascii: return "ascii";
-    case PlyEncoding::BinaryLittleEndian: return "binary_little_endian";
-    case PlyEncoding::BinaryBigEndian: return "binary_big_endian";
-  }
-  return "";
+  static const char* const kNames[] = {"ascii", "binary_little_endian", "binary_big_endian"};
+  return kNames[static_cast<int>(encoding)];
 }
 
 std::string BuildPly(const PlyContent& content, PlyEncoding encoding, const std::string& eol) {
