@@ -1,5 +1,6 @@
 #include <tavrin/Spaces.h>
-#include <utils/SpaceDefinition.h>
+
+#include "ModelTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -10,11 +11,6 @@ namespace {
 
 // Rows as written in tables; glm is column-major.
 glm::mat3 Rows(glm::vec3 r0, glm::vec3 r1, glm::vec3 r2) { return glm::transpose(glm::mat3(r0, r1, r2)); }
-
-utils::SpaceDefinition Renamed(utils::SpaceDefinition space, const char* id) {
-  space.id = id;
-  return space;
-}
 
 struct CorrectionCase {
   const char* name;
@@ -32,18 +28,16 @@ TEST_P(SpaceCorrection, Matrix) {
   EXPECT_EQ(m, c.expected);
 }
 
-utils::SpaceDefinition PhoXiCameraIn(utils::Units units) {
+utils::SpaceDefinition PhoXiCamera(utils::SpaceCategory category, utils::Units units, const char* id = "PhoXi Camera") {
   utils::SpaceDefinition space = tavrin::PhoXiCameraSpace;
+  space.id = id;
+  space.category = category;
   space.units = units;
   return space;
 }
 
-utils::SpaceDefinition PhoXiCameraAs(utils::SpaceCategory category) {
-  utils::SpaceDefinition space = tavrin::PhoXiCameraSpace;
-  space.category = category;
-  return space;
-}
-
+using utils::SpaceCategory;
+using utils::Units;
 INSTANTIATE_TEST_SUITE_P(
     Worked, SpaceCorrection,
     ::testing::Values(
@@ -51,48 +45,31 @@ INSTANTIATE_TEST_SUITE_P(
                        Rows({0.001f, 0, 0}, {0, -0.001f, 0}, {0, 0, -0.001f})},
         CorrectionCase{"phoxi_marker_to_zelk_marker", tavrin::PhoXiMarkerSpace, tavrin::ZelkMarkerSpace,
                        Rows({0, -0.001f, 0}, {0, 0, 0.001f}, {-0.001f, 0, 0})},
-        CorrectionCase{"same_space_other_id", tavrin::PhoXiCameraSpace, Renamed(tavrin::PhoXiCameraSpace, "x"),
-                       glm::mat3(1.0f)},
+        CorrectionCase{"same_space_other_id", tavrin::PhoXiCameraSpace,
+                       PhoXiCamera(SpaceCategory::Camera, Units::Millimeters, "x"), glm::mat3(1.0f)},
         CorrectionCase{"zelk_camera_to_phoxi_camera", tavrin::ZelkCameraSpace, tavrin::PhoXiCameraSpace,
                        Rows({1000, 0, 0}, {0, -1000, 0}, {0, 0, -1000})},
         CorrectionCase{"only_category_differs", tavrin::PhoXiCameraSpace,
-                       PhoXiCameraAs(utils::SpaceCategory::Marker), glm::mat3(1.0f)},
-        CorrectionCase{"only_units_differ", tavrin::PhoXiCameraSpace, PhoXiCameraIn(utils::Units::Meters),
-                       glm::mat3(0.001f)},
-        CorrectionCase{"millimeters_to_inches", tavrin::PhoXiCameraSpace, PhoXiCameraIn(utils::Units::Inches),
-                       glm::mat3(39.37008f / 1000.0f)},
+                       PhoXiCamera(SpaceCategory::Marker, Units::Millimeters), glm::mat3(1.0f)},
+        CorrectionCase{"only_units_differ", tavrin::PhoXiCameraSpace,
+                       PhoXiCamera(SpaceCategory::Camera, Units::Meters), glm::mat3(0.001f)},
+        CorrectionCase{"millimeters_to_inches", tavrin::PhoXiCameraSpace,
+                       PhoXiCamera(SpaceCategory::Camera, Units::Inches), glm::mat3(39.37008f / 1000.0f)},
         CorrectionCase{"phoxi_camera_to_look_at", tavrin::PhoXiCameraSpace, tavrin::LookAtSpace,
                        Rows({1, 0, 0}, {0, -1, 0}, {0, 0, -1})}),
     [](const ::testing::TestParamInfo<CorrectionCase>& info) { return std::string(info.param.name); });
 
-TEST(SpaceCorrectionRule, CarriesAPointIntoTheTargetSpace) {
-  // A point 2 m in front of the scanner, 0.5 m below its centre: in the
-  // scanner's camera space (y down, mm) it is (0, 500, 2000); in the scan
-  // library's camera space (y up, looking along -z, m) it is (0, -0.5, -2).
-  const glm::mat3 m = tavrin::PhoXiCameraSpace.GetSpaceCorrection(tavrin::ZelkCameraSpace);
-  const glm::vec3 p = m * glm::vec3(0.0f, 500.0f, 2000.0f);
-  EXPECT_FLOAT_EQ(p.x, 0.0f);
-  EXPECT_FLOAT_EQ(p.y, -0.5f);
-  EXPECT_FLOAT_EQ(p.z, -2.0f);
-}
-
-TEST(SpaceCorrectionRule, HandednessByteTwoIsLeftButNotTheSameSpaceAsLeft) {
-  utils::SpaceDefinition left;
-  left.handedness = utils::Handedness::Left;
+TEST(SpaceCorrectionRule, LeftHandedToRightMirrorsTheSideAxisAndByteTwoIsLeft) {
+  const utils::SpaceDefinition left =
+      model_test::With([](utils::SpaceDefinition& s) { s.handedness = utils::Handedness::Left; });
+  EXPECT_EQ(left.GetSpaceCorrection(utils::SpaceDefinition()), Rows({-1, 0, 0}, {0, 1, 0}, {0, 0, 1}));
   utils::SpaceDefinition two = left;
   two.handedness = static_cast<utils::Handedness>(2);
   EXPECT_EQ(two.GetBasisMatrix(), left.GetBasisMatrix());
   EXPECT_FALSE(utils::IsSameSpace(left, two));
-  // Both bases are equal matrices, so the correction is the identity, reached
-  // through the basis product rather than the same-space shortcut.
+  // Equal bases: the identity, reached through the basis product rather than
+  // the same-space shortcut.
   EXPECT_EQ(left.GetSpaceCorrection(two), glm::mat3(1.0f));
-}
-
-TEST(SpaceCorrectionRule, LeftToRightHandedMirrorsTheSideAxis) {
-  utils::SpaceDefinition left;
-  left.handedness = utils::Handedness::Left;
-  const utils::SpaceDefinition right;
-  EXPECT_EQ(left.GetSpaceCorrection(right), glm::mat3(glm::vec3(-1, 0, 0), glm::vec3(0, 1, 0), glm::vec3(0, 0, 1)));
 }
 
 TEST(SpaceCorrectionRule, UnknownUnitsThrowUnlessTheSpacesAreTheSame) {

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include <unistd.h>
 
@@ -71,19 +72,30 @@ template <class Map>
   return ::testing::AssertionSuccess();
 }
 
+// Bit-for-bit equality of the counters, times and sensor pose of two frames.
 inline ::testing::AssertionResult SameInfo(const api::FrameInfo& a, const api::FrameInfo& b) {
-  const double da[] = {a.FrameTimestamp,   a.FrameDuration,    a.FrameComputationDuration, a.FrameTransferDuration,
-                       a.SensorPosition.x, a.SensorPosition.y, a.SensorPosition.z,         a.SensorXAxis.x,
-                       a.SensorXAxis.y,    a.SensorXAxis.z,    a.SensorYAxis.x,            a.SensorYAxis.y,
-                       a.SensorYAxis.z,    a.SensorZAxis.x,    a.SensorZAxis.y,            a.SensorZAxis.z};
-  const double db[] = {b.FrameTimestamp,   b.FrameDuration,    b.FrameComputationDuration, b.FrameTransferDuration,
-                       b.SensorPosition.x, b.SensorPosition.y, b.SensorPosition.z,         b.SensorXAxis.x,
-                       b.SensorXAxis.y,    b.SensorXAxis.z,    b.SensorYAxis.x,            b.SensorYAxis.y,
-                       b.SensorYAxis.z,    b.SensorZAxis.x,    b.SensorZAxis.y,            b.SensorZAxis.z};
-  if (a.FrameIndex != b.FrameIndex || a.TotalScanCount != b.TotalScanCount) {
-    return ::testing::AssertionFailure() << "index or scan count differ";
+  auto values = [](const api::FrameInfo& i) {
+    const api::Point3_64f* pose[] = {&i.SensorPosition, &i.SensorXAxis, &i.SensorYAxis, &i.SensorZAxis};
+    std::vector<double> v = {static_cast<double>(i.FrameIndex), static_cast<double>(i.TotalScanCount),
+                             i.FrameTimestamp, i.FrameDuration, i.FrameComputationDuration, i.FrameTransferDuration};
+    for (const api::Point3_64f* p : pose) v.insert(v.end(), {p->x, p->y, p->z});
+    return v;
+  };
+  const std::vector<double> va = values(a), vb = values(b);
+  if (std::memcmp(va.data(), vb.data(), va.size() * sizeof(double)) == 0) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "frame infos differ";
+}
+
+// Every map, the info and the success flag of two frames, bit for bit.
+inline ::testing::AssertionResult SameFrames(const api::Frame& a, const api::Frame& b) {
+  for (const auto& same : {SameBytes(a.PointCloud, b.PointCloud), SameBytes(a.NormalMap, b.NormalMap),
+                           SameBytes(a.DepthMap, b.DepthMap), SameBytes(a.ConfidenceMap, b.ConfidenceMap),
+                           SameBytes(a.Texture, b.Texture), SameBytes(a.TextureRGB, b.TextureRGB),
+                           SameBytes(a.EventMap, b.EventMap), SameBytes(a.ColorCameraImage, b.ColorCameraImage),
+                           SameInfo(a.Info, b.Info)}) {
+    if (!same) return same;
   }
-  if (std::memcmp(da, db, sizeof da) != 0) return ::testing::AssertionFailure() << "times or pose differ";
+  if (a.Successful != b.Successful) return ::testing::AssertionFailure() << "success flags differ";
   return ::testing::AssertionSuccess();
 }
 

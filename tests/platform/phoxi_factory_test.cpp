@@ -34,7 +34,7 @@ TEST_F(SimTest, DeviceListShowsEveryDeviceWithItsStatus) {
   EXPECT_EQ(sim::ListDevices(), (std::vector<std::string>{"SCAN-1", "MC-1"}));
 }
 
-TEST_F(SimTest, ConnectingNeedsAListedReadyDevice) {
+TEST_F(SimTest, ConnectingNeedsAListedReadyDeviceAndFailuresAreInjectable) {
   sim::VirtualDevice busy = Device("BUSY");
   busy.Ready = false;
   ASSERT_TRUE(sim::AddDevice(busy));
@@ -56,19 +56,17 @@ TEST_F(SimTest, ConnectingNeedsAListedReadyDevice) {
 
   ASSERT_TRUE(sim::SetReady("BUSY", true));
   EXPECT_TRUE(factory_.CanConnect("BUSY"));
-}
 
-TEST_F(SimTest, CanConnectRefusalAndThrowingConnectAreInjectable) {
-  ASSERT_TRUE(sim::AddDevice(Device("X")));
-  ASSERT_TRUE(sim::RefuseCanConnect("X"));
-  EXPECT_FALSE(factory_.CanConnect("X"));
-  EXPECT_FALSE(factory_.CreateAndConnect("X"));
-  ASSERT_TRUE(sim::RefuseCanConnect("X", false));
-  ASSERT_TRUE(sim::ThrowOnConnect("X"));
-  EXPECT_TRUE(factory_.CanConnect("X"));
-  EXPECT_THROW(factory_.CreateAndConnect("X"), std::runtime_error);
-  ASSERT_TRUE(sim::ThrowOnConnect("X", false));
-  EXPECT_TRUE(factory_.CreateAndConnect("X"));
+  // Refusal and a throwing connect can be injected.
+  ASSERT_TRUE(sim::RefuseCanConnect("BUSY"));
+  EXPECT_FALSE(factory_.CanConnect("BUSY"));
+  EXPECT_FALSE(factory_.CreateAndConnect("BUSY"));
+  ASSERT_TRUE(sim::RefuseCanConnect("BUSY", false));
+  ASSERT_TRUE(sim::ThrowOnConnect("BUSY"));
+  EXPECT_TRUE(factory_.CanConnect("BUSY"));
+  EXPECT_THROW(factory_.CreateAndConnect("BUSY"), std::runtime_error);
+  ASSERT_TRUE(sim::ThrowOnConnect("BUSY", false));
+  EXPECT_TRUE(factory_.CreateAndConnect("BUSY"));
 }
 
 TEST_F(SimTest, FirstAttachedIsTheFirstAttachedReadyDevice) {
@@ -132,7 +130,7 @@ TEST_F(SimTest, RemovingADeviceDropsItsConnections) {
   EXPECT_FALSE(sim::GetDeviceState("R"));
 }
 
-TEST_F(SimTest, FeatureProxyWritesBackToTheDevice) {
+TEST_F(SimTest, FeatureProxyWritesBackToTheDeviceAndInvalidSettingsAreRefused) {
   api::PPhoXi handle = Connect(Device("PROXY"));
   ASSERT_TRUE(handle);
   ASSERT_TRUE(handle->OutputSettings.GetValue().SendNormalMap);
@@ -145,11 +143,8 @@ TEST_F(SimTest, FeatureProxyWritesBackToTheDevice) {
   handle->CoordinatesSettings->CoordinateSpace = api::PhoXiCoordinateSpace::MarkerSpace;
   EXPECT_EQ(handle->CoordinatesSettings.GetValue().CoordinateSpace, api::PhoXiCoordinateSpace::MarkerSpace);
   EXPECT_TRUE(handle->CoordinatesSettings.isLastOperationSuccessful());
-}
 
-TEST_F(SimTest, InvalidSettingsAreRefusedWithAReason) {
-  api::PPhoXi handle = Connect(Device("BADSET"));
-  ASSERT_TRUE(handle);
+  // Invalid settings are refused with a reason.
   api::PhoXiProcessingSettings processing = handle->ProcessingSettings;
   processing.NormalsEstimationRadius = 99;
   EXPECT_FALSE(handle->ProcessingSettings.SetValue(processing));

@@ -132,13 +132,22 @@ TEST_F(HostileRecordingTest, TheHandWrittenLayoutIsAValidRecording) {
   EXPECT_EQ(recording_.deviceName, "name");
   EXPECT_EQ(recording_.frame->PointCloud.Size, api::PhoXiSize(2, 2));
   EXPECT_EQ(recording_.calibration.DistortionCoefficients.size(), 5u);
+  // The colour camera image may have a size of its own.
+  Layout layout;
+  layout.SetMap(1, 2, 2);
+  layout.SetMap(7, 1, 1);
+  ASSERT_TRUE(Read(Encode(layout))) << error_;
+  EXPECT_EQ(recording_.frame->ColorCameraImage.Size, api::PhoXiSize(1, 1));
 }
 
-TEST_F(HostileRecordingTest, EveryTruncationIsRefused) {
+TEST_F(HostileRecordingTest, EveryTruncationTrailingByteAndForeignHeaderIsRefused) {
   const std::string bytes = Encode(Layout());
   for (std::size_t n = 0; n < bytes.size(); ++n) {
     EXPECT_FALSE(Read(bytes.substr(0, n))) << "first " << n << " bytes";
   }
+  EXPECT_FALSE(Read(bytes + "x"));
+  EXPECT_FALSE(Read("Q" + bytes.substr(1))) << "magic";
+  EXPECT_FALSE(Read(bytes.substr(0, 8) + '\x02' + bytes.substr(9))) << "version 2";
 }
 
 struct Spoiler {
@@ -175,6 +184,11 @@ INSTANTIATE_TEST_SUITE_P(
                   l.maps[0].dataBytes = 48;
                 }},
         Spoiler{"NegativeMapWidth", [](Layout& l) { l.maps[0].width = -2; }},
+        Spoiler{"PointsOfAnotherElementSize",
+                [](Layout& l) {
+                  l.maps[0].elementSize = 16;
+                  l.SetMap(0, 2, 2);
+                }},
         Spoiler{"ByteCountBeyondSixtyFourBits",
                 [](Layout& l) {
                   l.maps[0].width = l.maps[0].height = 0x7FFFFFFF;
@@ -248,14 +262,6 @@ TEST_F(PlayedRecordingTest, RecordingsADeviceMakesAreAttached) {
   Layout layout;
   layout.SetMap(0, 1680, 1);
   EXPECT_EQ(Attach(layout), "file:take");
-}
-
-TEST_F(HostileRecordingTest, ColourCameraImageMayHaveASizeOfItsOwn) {
-  Layout layout;
-  layout.SetMap(1, 2, 2);
-  layout.SetMap(7, 1, 1);
-  ASSERT_TRUE(Read(Encode(layout))) << error_;
-  EXPECT_EQ(recording_.frame->ColorCameraImage.Size, api::PhoXiSize(1, 1));
 }
 
 TEST_F(HostileRecordingTest, NonFiniteValuesAreDataNotDamage) {

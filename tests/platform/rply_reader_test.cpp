@@ -85,60 +85,42 @@ std::vector<Event> ExpectedAllTypesEvents() {
 
 class RplyEncodingTest : public ::testing::TestWithParam<std::tuple<PlyEncoding, std::string>> {};
 
-TEST_P(RplyEncodingTest, DeliversEveryTypeAndListValueInFileOrder) {
+// Every value in file order, and the header items and types as written.
+TEST_P(RplyEncodingTest, DeliversEveryTypeAndListValueAndReportsTheHeader) {
   const auto [encoding, eol] = GetParam();
   ScratchDir dir;
   const std::string path = dir.Write("types.ply", BuildPly(AllTypesContent(), encoding, eol));
-
   const auto result = ReadEverything(path);
-
   EXPECT_TRUE(result.errors.empty()) << result.errors.front();
   ASSERT_TRUE(result.readOk);
   EXPECT_EQ(result.events, ExpectedAllTypesEvents());
-}
 
-TEST_P(RplyEncodingTest, ReportsHeaderItemsAndTypesAsWritten) {
-  const auto [encoding, eol] = GetParam();
-  ScratchDir dir;
-  const std::string path = dir.Write("types.ply", BuildPly(AllTypesContent(), encoding, eol));
   p_ply ply = ply_open(path.c_str(), nullptr, 0, nullptr);
-  ASSERT_NE(ply, nullptr);
-  ASSERT_TRUE(ply_read_header(ply));
-
+  ASSERT_TRUE(ply != nullptr && ply_read_header(ply));
   const char* comment = ply_get_next_comment(ply, nullptr);
-  ASSERT_NE(comment, nullptr);
   EXPECT_STREQ(comment, "all scalar types");
   EXPECT_EQ(ply_get_next_comment(ply, comment), nullptr);
-  const char* objInfo = ply_get_next_obj_info(ply, nullptr);
-  ASSERT_NE(objInfo, nullptr);
-  EXPECT_STREQ(objInfo, "Photoneo PLY PointCloud ( Width = 2; Height = 1)");
+  EXPECT_STREQ(ply_get_next_obj_info(ply, nullptr), "Photoneo PLY PointCloud ( Width = 2; Height = 1)");
 
   p_ply_element sample = ply_get_next_element(ply, nullptr);
   const char* name = nullptr;
   long instances = 0;
   ASSERT_TRUE(ply_get_element_info(sample, &name, &instances));
-  EXPECT_STREQ(name, "sample");
-  EXPECT_EQ(instances, 2);
+  EXPECT_EQ(std::string(name) + " " + std::to_string(instances), "sample 2");
   p_ply_property property = nullptr;
   for (const TypeCase& t : kTypes) {
     property = ply_get_next_property(sample, property);
-    ASSERT_NE(property, nullptr);
     e_ply_type type = PLY_LIST;
-    ply_get_property_info(property, &name, &type, nullptr, nullptr);
+    ASSERT_TRUE(ply_get_property_info(property, &name, &type, nullptr, nullptr));
     EXPECT_EQ(std::string(name), std::string("p_") + t.name);
     EXPECT_EQ(type, t.type) << t.name;
   }
   EXPECT_EQ(ply_get_next_property(sample, property), nullptr);
 
   p_ply_element face = ply_get_next_element(ply, sample);
-  p_ply_property list = ply_get_next_property(face, nullptr);
-  e_ply_type type = PLY_INT8;
-  e_ply_type lengthType = PLY_INT8;
-  e_ply_type valueType = PLY_INT8;
-  ply_get_property_info(list, &name, &type, &lengthType, &valueType);
-  EXPECT_EQ(type, PLY_LIST);
-  EXPECT_EQ(lengthType, PLY_UCHAR);
-  EXPECT_EQ(valueType, PLY_INT);
+  e_ply_type types[3] = {PLY_INT8, PLY_INT8, PLY_INT8};  // list, length, value
+  ply_get_property_info(ply_get_next_property(face, nullptr), &name, &types[0], &types[1], &types[2]);
+  EXPECT_EQ(std::vector<e_ply_type>(types, types + 3), (std::vector<e_ply_type>{PLY_LIST, PLY_UCHAR, PLY_INT}));
   EXPECT_EQ(ply_get_next_element(ply, face), nullptr);
 
   EXPECT_EQ(ply_set_read_cb(ply, "sample", "p_uchar", rply_test::RecordValue, nullptr, 0), 2);
@@ -182,46 +164,52 @@ INSTANTIATE_TEST_SUITE_P(AllFormats, RplyLargeFileTest,
                          ::testing::Values(PlyEncoding::Ascii, PlyEncoding::BinaryLittleEndian,
                                            PlyEncoding::BinaryBigEndian));
 
-TEST(RplyHeader, BinaryDataStartsRightAfterTheEndHeaderLineForBothLineEndings) {
-  // The first data byte is 10, a "\n": it must not be taken for part of the
-  // header's line ending.
-  for (const std::string eol : {"\n", "\r\n"}) {
-    ScratchDir dir;
-    const std::string path = dir.Write(
-        "nl.ply", "ply" + eol + "format binary_little_endian 1.0" + eol + "element vertex 2" + eol +
-                      "property uchar red" + eol + "end_header" + eol + std::string("\x0a\x0d", 2));
-    const auto result = ReadEverything(path);
-    ASSERT_TRUE(result.readOk) << (result.errors.empty() ? "" : result.errors.front());
-    ASSERT_EQ(result.events.size(), 2u);
-    EXPECT_EQ(result.events[0].value, 10);
-    EXPECT_EQ(result.events[1].value, 13);
+// Small files whose every value is checked, and the name of the first.
+struct SmallFile {
+  const char* name;
+  std::string bytes;
+  std::string first;  // "element.property"
+  std::vector<double> values;
+};
+
+class RplySmallFile : public ::testing::TestWithParam<SmallFile> {};
+
+TEST_P(RplySmallFile, DeliversItsValues) {
+  ScratchDir dir;
+  const auto result = ReadEverything(dir.Write("small.ply", GetParam().bytes));
+  ASSERT_TRUE(result.readOk) << (result.errors.empty() ? "" : result.errors.front());
+  ASSERT_EQ(result.events.size(), GetParam().values.size());
+  EXPECT_EQ(result.events[0].element + "." + result.events[0].property, GetParam().first);
+  for (std::size_t i = 0; i < result.events.size(); ++i) {
+    const double expected = GetParam().values[i];
+    EXPECT_TRUE(std::isnan(expected) ? std::isnan(result.events[i].value) : result.events[i].value == expected)
+        << "value " << i << ": " << result.events[i].value;
   }
 }
 
-TEST(RplyAscii, AcceptsSignsExponentsAndSpecialFloatsAcrossLines) {
-  ScratchDir dir;
-  const std::string path = dir.Write("ascii.ply",
-                                     "ply\nformat ascii 1.0\nelement v 2\nproperty float a\nproperty double b\n"
-                                     "property int c\nend_header\n+1.5e2   -.25\n\t-7\nnan inf +3\n");
-  const auto result = ReadEverything(path);
-  ASSERT_TRUE(result.readOk);
-  ASSERT_EQ(result.events.size(), 6u);
-  EXPECT_EQ(result.events[0].value, 150.0);
-  EXPECT_EQ(result.events[1].value, -0.25);
-  EXPECT_EQ(result.events[2].value, -7.0);
-  EXPECT_TRUE(std::isnan(result.events[3].value));
-  EXPECT_TRUE(std::isinf(result.events[4].value));
-  EXPECT_EQ(result.events[5].value, 3.0);
+// The first data byte is 10, a "\n": it must not be taken for part of the
+// header's line ending.
+std::string BinaryAfterHeader(const std::string& eol) {
+  return "ply" + eol + "format binary_little_endian 1.0" + eol + "element vertex 2" + eol + "property uchar red" +
+         eol + "end_header" + eol + std::string("\x0a\x0d", 2);
 }
 
-TEST(RplyAscii, LastValueMayEndTheFileWithoutNewline) {
-  ScratchDir dir;
-  const std::string path = dir.Write("eof.ply", "ply\nformat ascii 1.0\nelement v 1\nproperty int a\nend_header\n42");
-  const auto result = ReadEverything(path);
-  ASSERT_TRUE(result.readOk);
-  ASSERT_EQ(result.events.size(), 1u);
-  EXPECT_EQ(result.events[0].value, 42);
-}
+// Names end at a zero byte, so the reported name can be registered.
+const char kZeroInNames[] = "ply\nformat ascii 1.0\nelement v\0x 1\nproperty int va\0\1b\nend_header\n5\n";
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, RplySmallFile,
+    ::testing::Values(
+        SmallFile{"BinaryDataRightAfterLf", BinaryAfterHeader("\n"), "vertex.red", {10, 13}},
+        SmallFile{"BinaryDataRightAfterCrLf", BinaryAfterHeader("\r\n"), "vertex.red", {10, 13}},
+        SmallFile{"AsciiSignsExponentsAndSpecialFloatsAcrossLines",
+                  "ply\nformat ascii 1.0\nelement v 2\nproperty float a\nproperty double b\nproperty int c\n"
+                  "end_header\n+1.5e2   -.25\n\t-7\nnan inf +3\n",
+                  "v.a", {150.0, -0.25, -7.0, NAN, INFINITY, 3.0}},
+        SmallFile{"AsciiLastValueWithoutNewline", "ply\nformat ascii 1.0\nelement v 1\nproperty int a\nend_header\n42",
+                  "v.a", {42}},
+        SmallFile{"ZeroByteInNames", std::string(kZeroInNames, sizeof kZeroInNames - 1), "v.va", {5}}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST(RplyHeader, HeaderLimitsAcceptTheLongestAllowedLineAndWord) {
   ScratchDir dir;
@@ -237,17 +225,6 @@ TEST(RplyHeader, HeaderLimitsAcceptTheLongestAllowedLineAndWord) {
   ply_get_element_info(ply_get_next_element(ply, nullptr), &elementName, nullptr);
   EXPECT_EQ(std::string(elementName), name);
   ply_close(ply);
-}
-
-TEST(RplyHeader, NamesEndAtAZeroByteSoTheReportedNameCanBeRegistered) {
-  ScratchDir dir;
-  const char text[] = "ply\nformat ascii 1.0\nelement v\0x 1\nproperty int va\0\1b\nend_header\n5\n";
-  const auto result = ReadEverything(dir.Write("zero.ply", std::string(text, sizeof text - 1)));
-  ASSERT_TRUE(result.readOk);
-  ASSERT_EQ(result.events.size(), 1u);
-  EXPECT_EQ(result.events[0].element, "v");
-  EXPECT_EQ(result.events[0].property, "va");
-  EXPECT_EQ(result.events[0].value, 5);
 }
 
 TEST(RplyUserData, HandleAndArgumentCarryTheirUserData) {

@@ -1,7 +1,10 @@
+#include <zelk/Color.h>
 #include <zelk/PointCloud.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <stdexcept>
 #include <string>
@@ -31,23 +34,18 @@ void ExpectPositions(const zelk::PointCloud& cloud, std::uint32_t count) {
   }
 }
 
-TEST(PointCloud, PropertyNamesAreDistinctAndFixed) {
-  EXPECT_NE(zelk::PointCloud::NORMALS, zelk::PointCloud::COLORS);
-  EXPECT_NE(zelk::PointCloud::NORMALS, zelk::PointCloud::INTENSITIES);
-  EXPECT_NE(zelk::PointCloud::COLORS, zelk::PointCloud::INTENSITIES);
-}
-
-TEST(PointCloud, MissingPropertyHasNoData) {
+TEST(PointCloud, MissingPropertyHasNoDataAndUnknownTypesAreRejected) {
   TestCloud cloud;
   cloud.Append(4);
+  EXPECT_EQ(zelk::DataTypeSize(zelk::DataType::Unknown), 0u);
+  EXPECT_EQ(zelk::DataTypeSize(static_cast<zelk::DataType>(200)), 0u);
+  EXPECT_THROW(cloud.AddProperty("bad", zelk::DataType::Unknown), std::invalid_argument);
+  EXPECT_THROW(cloud.AddProperty("bad", static_cast<zelk::DataType>(77)), std::invalid_argument);
+  EXPECT_FALSE(cloud.HasProperty("bad"));
   EXPECT_EQ(cloud.GetPropertyData(zelk::PointCloud::COLORS), nullptr);
   EXPECT_EQ(cloud.GetPropertyData("nothing"), nullptr);
-  EXPECT_EQ(cloud.GetNormals(), nullptr);
-  EXPECT_EQ(cloud.GetIntensities(), nullptr);
-  EXPECT_EQ(cloud.GetColors(), nullptr);
-  EXPECT_FALSE(cloud.HasNormals());
-  EXPECT_FALSE(cloud.HasIntensities());
-  EXPECT_FALSE(cloud.HasColors());
+  EXPECT_TRUE(cloud.GetNormals() == nullptr && cloud.GetIntensities() == nullptr && cloud.GetColors() == nullptr);
+  EXPECT_FALSE(cloud.HasNormals() || cloud.HasIntensities() || cloud.HasColors());
   const zelk::PointCloud& constCloud = cloud;
   EXPECT_EQ(constCloud.GetPropertyData("nothing"), nullptr);
 }
@@ -56,6 +54,7 @@ struct PropertyCase {
   std::string name;
   zelk::DataType type;
   std::size_t elementSize;
+  int value;  // the type's number in files
 };
 
 class PointCloudProperties : public ::testing::TestWithParam<PropertyCase> {};
@@ -68,6 +67,7 @@ TEST_P(PointCloudProperties, AddedPropertyIsZeroForExistingPointsAndReachableByN
   EXPECT_EQ(property.GetName(), c.name);
   EXPECT_EQ(property.GetType(), c.type);
   EXPECT_EQ(property.GetElementSize(), c.elementSize);
+  EXPECT_EQ(static_cast<int>(c.type), c.value);
   EXPECT_TRUE(cloud.HasProperty(c.name));
   const auto* bytes = static_cast<const unsigned char*>(cloud.GetPropertyData(c.name));
   ASSERT_NE(bytes, nullptr);
@@ -77,34 +77,35 @@ TEST_P(PointCloudProperties, AddedPropertyIsZeroForExistingPointsAndReachableByN
 }
 
 INSTANTIATE_TEST_SUITE_P(Types, PointCloudProperties,
-                         ::testing::Values(PropertyCase{"normals", zelk::DataType::Vec3f, 12},
-                                           PropertyCase{"intensities", zelk::DataType::Float, 4},
-                                           PropertyCase{"colors", zelk::DataType::Color3f, 12},
-                                           PropertyCase{"labels", zelk::DataType::UInt32, 4},
-                                           PropertyCase{"bytes", zelk::DataType::Color3b, 3}),
+                         ::testing::Values(PropertyCase{"normals", zelk::DataType::Vec3f, 12, 2},
+                                           PropertyCase{"intensities", zelk::DataType::Float, 4, 1},
+                                           PropertyCase{"colors", zelk::DataType::Color3f, 12, 4},
+                                           PropertyCase{"labels", zelk::DataType::UInt32, 4, 3},
+                                           PropertyCase{"bytes", zelk::DataType::Color3b, 3, 5}),
                          [](const ::testing::TestParamInfo<PropertyCase>& info) { return info.param.name; });
 
-TEST(PointCloud, StandardPropertyNames) {
-  EXPECT_EQ(zelk::PointCloud::NORMALS, "normals");
-  EXPECT_EQ(zelk::PointCloud::COLORS, "colors");
-  EXPECT_EQ(zelk::PointCloud::INTENSITIES, "intensities");
-}
-
-TEST(PointCloud, TypedAccessorsMatchPropertyData) {
+// Typed arrays are the property data, and never handed out as another type.
+TEST(PointCloud, TypedAccessorsMatchPropertyDataOfTheirTypeOnly) {
   TestCloud cloud;
   cloud.AddNormals();
   cloud.AddIntensities();
   cloud.AddColors();
+  cloud.AddProperty("labels", zelk::DataType::UInt32);
   cloud.Append(3);
   EXPECT_EQ(static_cast<void*>(cloud.GetNormals()), cloud.GetPropertyData(zelk::PointCloud::NORMALS));
   EXPECT_EQ(static_cast<void*>(cloud.GetIntensities()), cloud.GetPropertyData(zelk::PointCloud::INTENSITIES));
   EXPECT_EQ(static_cast<void*>(cloud.GetColors()), cloud.GetPropertyData(zelk::PointCloud::COLORS));
-  EXPECT_TRUE(cloud.HasNormals());
-  EXPECT_TRUE(cloud.HasIntensities());
-  EXPECT_TRUE(cloud.HasColors());
-  EXPECT_EQ(cloud.GetPropertyNames(),
-            (std::vector<std::string>{zelk::PointCloud::NORMALS, zelk::PointCloud::INTENSITIES,
-                                      zelk::PointCloud::COLORS}));
+  EXPECT_TRUE(cloud.HasNormals() && cloud.HasIntensities() && cloud.HasColors());
+  EXPECT_EQ(cloud.GetPropertyNames(), (std::vector<std::string>{"normals", "intensities", "colors", "labels"}));
+  EXPECT_EQ(static_cast<void*>(cloud.GetPropertyArray<std::uint32_t>("labels")), cloud.GetPropertyData("labels"));
+  EXPECT_NE(cloud.GetPropertyArray<std::uint32_t>("labels"), nullptr);
+  EXPECT_EQ(cloud.GetPropertyArray<float>("labels"), nullptr);
+  EXPECT_EQ(cloud.GetPropertyArray<zelk::Color3b>("labels"), nullptr);
+  EXPECT_EQ(cloud.GetPropertyArray<zelk::Color3f>(zelk::PointCloud::NORMALS), nullptr);
+  EXPECT_EQ(cloud.GetPropertyArray<glm::vec3>("missing"), nullptr);
+  const zelk::PointCloud& constCloud = cloud;
+  EXPECT_EQ(constCloud.GetPropertyArray<glm::vec3>(zelk::PointCloud::NORMALS), cloud.GetNormals());
+  EXPECT_EQ(constCloud.GetPropertyArray<float>(zelk::PointCloud::NORMALS), nullptr);
 }
 
 TEST(PointCloud, AddingAnExistingPropertyKeepsItsTypeAndData) {
@@ -138,53 +139,6 @@ TEST(PointCloud, WellKnownPropertiesTakeOnlyTheirDefinedType) {
     }
   }
   EXPECT_EQ(zelk::PointCloud::DefinedType("labels"), zelk::DataType::Unknown);
-}
-
-TEST(PointCloud, TypedArraysAreNeverHandedOutAsAnotherType) {
-  TestCloud cloud;
-  cloud.AddProperty("labels", zelk::DataType::UInt32);
-  cloud.AddNormals();
-  cloud.Append(3);
-  EXPECT_EQ(static_cast<void*>(cloud.GetPropertyArray<std::uint32_t>("labels")), cloud.GetPropertyData("labels"));
-  EXPECT_NE(cloud.GetPropertyArray<std::uint32_t>("labels"), nullptr);
-  EXPECT_EQ(cloud.GetPropertyArray<float>("labels"), nullptr);
-  EXPECT_EQ(cloud.GetPropertyArray<zelk::Color3b>("labels"), nullptr);
-  EXPECT_EQ(cloud.GetPropertyArray<zelk::Color3f>(zelk::PointCloud::NORMALS), nullptr);
-  EXPECT_EQ(cloud.GetPropertyArray<glm::vec3>("missing"), nullptr);
-  const zelk::PointCloud& constCloud = cloud;
-  EXPECT_EQ(constCloud.GetPropertyArray<glm::vec3>(zelk::PointCloud::NORMALS), cloud.GetNormals());
-  EXPECT_EQ(constCloud.GetPropertyArray<float>(zelk::PointCloud::NORMALS), nullptr);
-}
-
-TEST(PointCloud, UnknownDataTypeIsRejected) {
-  TestCloud cloud;
-  EXPECT_THROW(cloud.AddProperty("bad", zelk::DataType::Unknown), std::invalid_argument);
-  EXPECT_THROW(cloud.AddProperty("bad", static_cast<zelk::DataType>(77)), std::invalid_argument);
-  EXPECT_FALSE(cloud.HasProperty("bad"));
-}
-
-TEST(PointCloud, ReserveCoversPropertiesCreatedLater) {
-  TestCloud cloud;
-  const std::uint32_t n = 1000;
-  cloud.Reserve(n);
-  glm::vec3* positions = cloud.GetPositions();
-  cloud.AddNormals();
-  cloud.AddIntensities();
-  glm::vec3* normals = cloud.GetNormals();
-  float* intensities = cloud.GetIntensities();
-  cloud.AddColors();  // a further property must not move the others
-  for (std::uint32_t i = 0; i < n; ++i) {
-    const std::uint32_t index = cloud.Append(1);
-    ASSERT_EQ(index, i);
-    positions[index] = glm::vec3(static_cast<float>(i));
-    normals[index] = glm::vec3(0.0f, 0.0f, static_cast<float>(i));
-    intensities[index] = static_cast<float>(i) * 2.0f;
-  }
-  EXPECT_EQ(cloud.GetPositions(), positions);
-  EXPECT_EQ(cloud.GetNormals(), normals);
-  EXPECT_EQ(cloud.GetIntensities(), intensities);
-  EXPECT_EQ(cloud.GetPositions()[n - 1], glm::vec3(static_cast<float>(n - 1)));
-  EXPECT_EQ(cloud.GetIntensities()[n - 1], static_cast<float>(n - 1) * 2.0f);
 }
 
 // Sizes on both sides of the switch from heap to mapped memory.
@@ -278,28 +232,44 @@ TEST(PointCloud, MoveTransfersArraysAndEmptiesTheSource) {
   EXPECT_EQ(source.GetPositions()[2], glm::vec3(0.0f));
 }
 
-TEST(PointCloud, SpaceCanBeSetAndCleared) {
-  zelk::PointCloud cloud;
-  EXPECT_FALSE(cloud.HasSpace());
-  utils::SpaceDefinition space;
-  space.units = utils::Units::Meters;
-  cloud.SetSpace(space);
-  ASSERT_TRUE(cloud.HasSpace());
-  EXPECT_EQ(cloud.GetSpace()->units, utils::Units::Meters);
-  cloud.SetSpace(std::nullopt);
-  EXPECT_FALSE(cloud.HasSpace());
-}
-
-TEST(PointCloudProperty, StandAloneCopyIsDeep) {
+// A property on its own, copied or assigned, owns a copy of the elements.
+TEST(PointCloudProperty, StandAloneCopyAndAssignmentAreDeep) {
   TestCloud cloud;
   cloud.AddIntensities();
   cloud.Append(4);
   cloud.GetIntensities()[3] = 1.25f;
   const zelk::PointCloudProperty& original = *cloud.GetProperty(zelk::PointCloud::INTENSITIES);
-  zelk::PointCloudProperty copy(original);
-  EXPECT_NE(copy.GetData(), original.GetData());
-  EXPECT_EQ(static_cast<const float*>(copy.GetData())[3], 1.25f);
-  EXPECT_EQ(copy.GetName(), zelk::PointCloud::INTENSITIES);
+  const zelk::PointCloudProperty copy(original);
+  zelk::PointCloudProperty assigned("labels", zelk::DataType::UInt32);
+  assigned = original;
+  for (const zelk::PointCloudProperty* property : {&copy, static_cast<const zelk::PointCloudProperty*>(&assigned)}) {
+    EXPECT_EQ(property->GetName(), zelk::PointCloud::INTENSITIES);
+    EXPECT_EQ(property->GetType(), zelk::DataType::Float);
+    ASSERT_NE(property->GetData(), nullptr);
+    EXPECT_NE(property->GetData(), original.GetData());
+    EXPECT_EQ(static_cast<const float*>(property->GetData())[3], 1.25f);
+  }
+}
+
+// The conversion back to 8 bits used by the point-cloud writers: x 255,
+// round to nearest, clamp.
+unsigned char ToByte(float channel) {
+  return static_cast<unsigned char>(std::clamp(std::round(channel * 255.0f), 0.0f, 255.0f));
+}
+
+TEST(Color3f, FromBytesIsChannelOver255AndEveryByteSurvivesTheWayBack) {
+  const zelk::Color3f f(zelk::Color3b(255, 0, 51));
+  EXPECT_EQ(f.r, 1.0f);
+  EXPECT_EQ(f.g, 0.0f);
+  EXPECT_EQ(f.b, 51.0f / 255.0f);
+  for (int v = 0; v <= 255; ++v) {
+    const auto byte = static_cast<unsigned char>(v);
+    const zelk::Color3f c(zelk::Color3b(byte, static_cast<unsigned char>(255 - v), byte));
+    ASSERT_TRUE(c.r >= 0.0f && c.r <= 1.0f) << v;
+    ASSERT_EQ(ToByte(c.r), v);
+    ASSERT_EQ(ToByte(c.g), 255 - v);
+    ASSERT_EQ(ToByte(c.b), v);
+  }
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 // without the values, and a distortion list of four coefficients.
 #include <PhoXiControl.h>
 
+#include <algorithm>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -25,9 +26,7 @@ inline std::vector<IncompleteCalibration> IncompleteCalibrations() {
                             std::make_pair(3, 1)}) {
     IncompleteCalibration c{"Matrix" + std::to_string(shape.first) + "x" + std::to_string(shape.second), full};
     c.settings.CameraMatrix.Resize(pho::api::PhoXiSize(shape.second, shape.first));  // width = columns
-    for (std::size_t i = 0; i < c.settings.CameraMatrix.GetElementsCount(); ++i) {
-      c.settings.CameraMatrix.GetDataPtr()[i] = 2000.0;
-    }
+    std::fill_n(c.settings.CameraMatrix.GetDataPtr(), c.settings.CameraMatrix.GetElementsCount(), 2000.0);
     cases.push_back(c);
   }
   IncompleteCalibration sizeOnly{"MatrixSizeWithoutValues", full};

@@ -19,22 +19,18 @@ std::vector<LogLine> LogCapture::Lines() const {
 }
 
 std::size_t LogCapture::Count(const std::string& message) const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return static_cast<std::size_t>(std::count_if(lines_.begin(), lines_.end(),
-                                                [&](const LogLine& l) { return l.message == message; }));
+  const std::vector<LogLine> lines = Lines();
+  return std::count_if(lines.begin(), lines.end(), [&](const LogLine& l) { return l.message == message; });
 }
 
 bool LogCapture::Has(ulog::Level level, const std::string& message, const std::string& component) const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return std::any_of(lines_.begin(), lines_.end(), [&](const LogLine& l) {
+  const std::vector<LogLine> lines = Lines();
+  return std::any_of(lines.begin(), lines.end(), [&](const LogLine& l) {
     return l.level == level && l.message == message && l.component == component;
   });
 }
 
-bool LogCapture::Empty() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return lines_.empty();
-}
+bool LogCapture::Empty() const { return Lines().empty(); }
 
 void LogCapture::Clear() {
   std::lock_guard<std::mutex> lock(mutex_);

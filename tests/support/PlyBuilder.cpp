@@ -1,5 +1,6 @@
 #include "support/PlyBuilder.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <cstring>
@@ -12,9 +13,7 @@ template <class T>
 void Append(std::string& out, T value, bool bigEndian) {
   char bytes[sizeof(T)];
   std::memcpy(bytes, &value, sizeof(T));
-  if (bigEndian) {
-    for (std::size_t i = 0; i < sizeof(T) / 2; ++i) std::swap(bytes[i], bytes[sizeof(T) - 1 - i]);
-  }
+  if (bigEndian) std::reverse(bytes, bytes + sizeof(T));
   out.append(bytes, sizeof(T));
 }
 
@@ -32,26 +31,18 @@ void AppendBinary(std::string& out, const std::string& type, double value, bool 
 
 void AppendAscii(std::string& out, const std::string& type, double value) {
   char text[64];
-  std::to_chars_result result{};
-  if (type == "float" || type == "float32") {
-    result = std::to_chars(text, text + sizeof(text), static_cast<float>(value));
-  } else if (type == "double" || type == "float64") {
-    result = std::to_chars(text, text + sizeof(text), value);
-  } else {
-    result = std::to_chars(text, text + sizeof(text), static_cast<long long>(value));
-  }
-  out.append(text, result.ptr);
+  const bool isFloat = type == "float" || type == "float32";
+  const bool isDouble = type == "double" || type == "float64";
+  out.append(text, isFloat    ? std::to_chars(text, text + sizeof(text), static_cast<float>(value)).ptr
+                   : isDouble ? std::to_chars(text, text + sizeof(text), value).ptr
+                              : std::to_chars(text, text + sizeof(text), static_cast<long long>(value)).ptr);
 }
 
 }  // namespace
 
 const char* PlyEncodingName(PlyEncoding encoding) {
-  switch (encoding) {
-    case PlyEncoding::Ascii: return "ascii";
-    case PlyEncoding::BinaryLittleEndian: return "binary_little_endian";
-    case PlyEncoding::BinaryBigEndian: return "binary_big_endian";
-  }
-  return "";
+  static const char* const kNames[] = {"ascii", "binary_little_endian", "binary_big_endian"};
+  return kNames[static_cast<int>(encoding)];
 }
 
 std::string BuildPly(const PlyContent& content, PlyEncoding encoding, const std::string& eol) {
@@ -60,11 +51,8 @@ std::string BuildPly(const PlyContent& content, PlyEncoding encoding, const std:
   for (const PlyElement& element : content.elements) {
     out += "element " + element.name + " " + std::to_string(element.rows.size()) + eol;
     for (const PlyProperty& property : element.properties) {
-      if (property.lengthType.empty()) {
-        out += "property " + property.type + " " + property.name + eol;
-      } else {
-        out += "property list " + property.lengthType + " " + property.type + " " + property.name + eol;
-      }
+      const std::string list = property.lengthType.empty() ? "" : "list " + property.lengthType + " ";
+      out += "property " + list + property.type + " " + property.name + eol;
     }
   }
   out += "end_header" + eol;
@@ -73,24 +61,15 @@ std::string BuildPly(const PlyContent& content, PlyEncoding encoding, const std:
   for (const PlyElement& element : content.elements) {
     for (const std::vector<double>& row : element.rows) {
       std::size_t at = 0;
-      bool first = true;
       auto put = [&](const std::string& type) {
-        if (ascii) {
-          if (!first) out += ' ';
-          AppendAscii(out, type, row.at(at));
-        } else {
-          AppendBinary(out, type, row.at(at), bigEndian);
-        }
-        first = false;
+        if (ascii && at > 0) out += ' ';
+        ascii ? AppendAscii(out, type, row.at(at)) : AppendBinary(out, type, row.at(at), bigEndian);
         ++at;
       };
       for (const PlyProperty& property : element.properties) {
-        if (property.lengthType.empty()) {
-          put(property.type);
-          continue;
-        }
-        const auto length = static_cast<std::size_t>(row.at(at));
-        put(property.lengthType);
+        // A list: its length, then that many values.
+        const auto length = property.lengthType.empty() ? 1 : static_cast<std::size_t>(row.at(at));
+        if (!property.lengthType.empty()) put(property.lengthType);
         for (std::size_t i = 0; i < length; ++i) put(property.type);
       }
       if (ascii) out += '\n';
@@ -101,48 +80,39 @@ std::string BuildPly(const PlyContent& content, PlyEncoding encoding, const std:
 
 PlyElement SampleVertices(int count, bool normals, bool colors) {
   PlyElement vertex{"vertex", {{"float", "x", ""}, {"float", "y", ""}, {"float", "z", ""}}, {}};
-  if (normals) {
-    for (const char* name : {"nx", "ny", "nz"}) vertex.properties.push_back({"float", name, ""});
-  }
-  if (colors) {
-    for (const char* name : {"red", "green", "blue"}) vertex.properties.push_back({"uchar", name, ""});
-  }
+  std::vector<PlyProperty>& p = vertex.properties;
+  if (normals) p.insert(p.end(), {{"float", "nx", ""}, {"float", "ny", ""}, {"float", "nz", ""}});
+  if (colors) p.insert(p.end(), {{"uchar", "red", ""}, {"uchar", "green", ""}, {"uchar", "blue", ""}});
   for (int i = 0; i < count; ++i) {
     std::vector<double> row = {0.5 * i + 0.25, -1.5 * i, 1000.0 + i};
-    if (normals) {
-      for (double v : {0.125 * (i % 8), -0.5, 0.75}) row.push_back(v);
-    }
-    if (colors) {
-      for (int v : {i % 256, (3 * i + 1) % 256, (7 * i + 2) % 256}) row.push_back(v);
-    }
+    if (normals) row.insert(row.end(), {0.125 * (i % 8), -0.5, 0.75});
+    if (colors) row.insert(row.end(), {double(i % 256), double((3 * i + 1) % 256), double((7 * i + 2) % 256)});
     vertex.rows.push_back(row);
   }
   return vertex;
 }
 
 std::vector<PlyElement> SampleMetadata() {
-  auto floats = [](std::initializer_list<const char*> names) {
-    std::vector<PlyProperty> properties;
-    for (const char* name : names) properties.push_back({"float", name, ""});
-    return properties;
+  auto floats = [](const std::string& element, std::vector<std::string> names, std::vector<double> values) {
+    PlyElement result{element, {}, {values}};
+    for (std::string& name : names) result.properties.push_back({"float", std::move(name), ""});
+    return result;
   };
-  std::vector<PlyElement> elements;
-  elements.push_back({"camera",
-                      floats({"view_px", "view_py", "view_pz", "x_axisx", "x_axisy", "x_axisz", "y_axisx", "y_axisy",
-                              "y_axisz", "z_axisx", "z_axisy", "z_axisz"}),
-                      {{10, 20, 30, 0, 1, 0, -1, 0, 0, 0, 0, 1}}});
-  elements.push_back({"camera_matrix", floats({"cm0", "cm1", "cm2", "cm3", "cm4", "cm5", "cm6", "cm7", "cm8"}),
-                      {{2200.5, 0, 1030.25, 0, 2201.5, 770.75, 0, 0, 1}}});
-  std::vector<PlyProperty> distortion;
+  std::vector<std::string> distortion;
   std::vector<double> coefficients;
   for (int i = 0; i < 14; ++i) {
-    distortion.push_back({"float", "dm" + std::to_string(i), ""});
+    distortion.push_back("dm" + std::to_string(i));
     coefficients.push_back(i < 5 ? 0.01 * (i + 1) : 0.0);
   }
-  elements.push_back({"distortion_matrix", distortion, {coefficients}});
-  elements.push_back({"camera_resolution", floats({"width", "height"}), {{2064, 1544}}});
-  elements.push_back({"frame_binning", floats({"horizontal", "vertical"}), {{1, 1}}});
-  return elements;
+  return {floats("camera",
+                 {"view_px", "view_py", "view_pz", "x_axisx", "x_axisy", "x_axisz", "y_axisx", "y_axisy", "y_axisz",
+                  "z_axisx", "z_axisy", "z_axisz"},
+                 {10, 20, 30, 0, 1, 0, -1, 0, 0, 0, 0, 1}),
+          floats("camera_matrix", {"cm0", "cm1", "cm2", "cm3", "cm4", "cm5", "cm6", "cm7", "cm8"},
+                 {2200.5, 0, 1030.25, 0, 2201.5, 770.75, 0, 0, 1}),
+          floats("distortion_matrix", distortion, coefficients),
+          floats("camera_resolution", {"width", "height"}, {2064, 1544}),
+          floats("frame_binning", {"horizontal", "vertical"}, {1, 1})};
 }
 
 }  // namespace tavrin_test

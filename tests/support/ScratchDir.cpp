@@ -13,15 +13,10 @@ namespace tavrin_test {
 ScratchDir::ScratchDir() {
   static std::atomic<unsigned> counter{0};
   const auto base = std::filesystem::temp_directory_path();
-  for (;;) {
-    const auto candidate =
-        base / ("tavrin_test_" + std::to_string(::getpid()) + "_" + std::to_string(counter.fetch_add(1)));
-    std::error_code error;
-    if (std::filesystem::create_directory(candidate, error)) {
-      path_ = candidate;
-      return;
-    }
-  }
+  std::error_code error;
+  do {
+    path_ = base / ("tavrin_test_" + std::to_string(::getpid()) + "_" + std::to_string(counter.fetch_add(1)));
+  } while (!std::filesystem::create_directory(path_, error));
 }
 
 ScratchDir::~ScratchDir() {
@@ -33,8 +28,7 @@ std::string ScratchDir::File(const std::string& name) const { return (path_ / na
 
 std::string ScratchDir::Write(const std::string& name, const std::string& bytes) const {
   const std::string path = File(name);
-  std::ofstream out(path, std::ios::binary);
-  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  std::ofstream(path, std::ios::binary) << bytes;
   return path;
 }
 
@@ -49,7 +43,7 @@ std::vector<std::string> ScratchDir::List() const {
 
 std::string ReadFileBytes(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 }  // namespace tavrin_test

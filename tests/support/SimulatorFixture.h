@@ -26,9 +26,8 @@ namespace tavrin_test {
 // about a second, so the bound only matters when something is broken.
 inline bool Eventually(const std::function<bool()>& done) {
   const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (!done()) {
+  for (; !done(); std::this_thread::sleep_for(std::chrono::milliseconds(5))) {
     if (std::chrono::steady_clock::now() > limit) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   return true;
 }
