@@ -69,7 +69,6 @@ TEST_F(ConnectTest, ConnectsByHardwareIdentificationInSoftwareTriggerDisconnectL
   EXPECT_EQ(counters.StartAcquisitionCalls, 1);
   EXPECT_GE(counters.ClearBufferCalls, 1);
 
-
   EXPECT_TRUE(device.Disconnect());
   EXPECT_FALSE(device.IsConnected());
   const pho::sim::DeviceCounters disconnected = pho::sim::GetCounters(hw);
@@ -268,11 +267,6 @@ protected:
   }
 };
 
-TEST_F(DiscoveryTest, ListsEveryDeviceInOrderAndFiltersTheReadyOnes) {
-  EXPECT_EQ(PhoXiDevice::GetAttachedDevices(), (std::vector<std::string>{"SIM-ATTACHED", "SIM-READY", "SIM-BUSY"}));
-  EXPECT_EQ(PhoXiDevice::GetReadyDevices(), (std::vector<std::string>{"SIM-ATTACHED", "SIM-READY"}));
-}
-
 TEST_F(DiscoveryTest, ConnectionStatusOfEachKindOfDevice) {
   std::vector<std::pair<std::string, PhoXiDevice::ConnectionStatus>> described;
   for (const PhoXiDevice::DeviceDescription& d : PhoXiDevice::GetDeviceDescriptions()) {
@@ -289,10 +283,11 @@ TEST_F(DiscoveryTest, ConnectionStatusOfEachKindOfDevice) {
   EXPECT_EQ(PhoXiDevice::GetDeviceConnectionStatus(std::string("SIM-READY\0", 10)), PhoXiDevice::NotFound);
 }
 
-TEST_F(DiscoveryTest, StaticQueriesListWithoutRefreshConnectingRefreshes) {
+TEST_F(DiscoveryTest, ListsEveryDeviceInOrderWithoutRefreshConnectingRefreshes) {
   auto flags = [] { return pho::sim::GetControlCounters().DeviceListRefresh; };
-  PhoXiDevice::GetAttachedDevices();
-  PhoXiDevice::GetReadyDevices();  // lists once, then once per device
+  EXPECT_EQ(PhoXiDevice::GetAttachedDevices(), (std::vector<std::string>{"SIM-ATTACHED", "SIM-READY", "SIM-BUSY"}));
+  // Lists once, then once per device.
+  EXPECT_EQ(PhoXiDevice::GetReadyDevices(), (std::vector<std::string>{"SIM-ATTACHED", "SIM-READY"}));
   PhoXiDevice::GetDeviceConnectionStatus("SIM-READY");
   EXPECT_EQ(flags(), std::vector<bool>(6, false));
   PhoXiDevice device;

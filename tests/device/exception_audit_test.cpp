@@ -32,7 +32,6 @@ protected:
   std::string CommunicationError() const { return "PhoXi API: communication with device '" + hw_ + "' failed"; }
 };
 
-
 struct DeviceCall {
   const char* name;
   std::function<void(PhoXiDevice&)> call;
@@ -91,7 +90,6 @@ TEST_F(ExceptionAuditTest, ThrowingAcceptanceFunctionPassesAndKeepsTheFrame) {
   });
 }
 
-
 TEST_F(ExceptionAuditTest, DestructionAndResetSwallowAThrowingDisconnect) {
   for (const bool reset : {false, true}) {
     SCOPED_TRACE(reset ? "Reset" : "destructor");
@@ -113,7 +111,6 @@ TEST_F(ExceptionAuditTest, DestructionAndResetSwallowAThrowingDisconnect) {
     }
   }
 }
-
 
 TEST_F(ExceptionAuditTest, ThrowingConnectionQueryOnTheWatchdogCountsAsALoss) {
   std::atomic<int> lost{0};
@@ -180,7 +177,6 @@ INSTANTIATE_TEST_SUITE_P(
                                   "Connection-lost callback threw an unknown exception.",
                                   "Callback timer task threw an unknown exception."}),
     [](const ::testing::TestParamInfo<ThrownValue>& info) { return std::string(info.param.name); });
-
 
 // Makes thread creation fail for its lifetime: the default stack of new
 // threads becomes far larger than the machine can map.

@@ -119,7 +119,6 @@ TEST_F(WatchdogTest, DisconnectingOrDestroyingAConnectedDeviceIsNotReported) {
   EXPECT_EQ(pho::sim::GetCounters(hw_).DisconnectCalls, 2);
 }
 
-
 // A member that stops the watchdog, called on a thread other than the
 // callback's. `replacement` is for the member that registers.
 struct StopCall {
@@ -179,30 +178,19 @@ TEST_P(StopFromAnotherThreadTest, WaitsForTheRunningCallbackAndJoinsItsThread) {
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    EveryStop, StopFromAnotherThreadTest,
-    ::testing::Values(StopCall{"Disconnect", [](std::unique_ptr<PhoXiDevice>& d, CallCounter&) { d->Disconnect(); }, 0},
-                      StopCall{"Reset", [](std::unique_ptr<PhoXiDevice>& d, CallCounter&) { d->Reset(); }, 0},
-                      StopCall{"Register",
-                               [](std::unique_ptr<PhoXiDevice>& d, CallCounter& replacement) {
-                                 d->AddConnectionLostCallback(replacement.Callback());
-                               },
-                               1},
-                      StopCall{"Destroy", [](std::unique_ptr<PhoXiDevice>& d, CallCounter&) { d.reset(); }, 0}),
-    [](const ::testing::TestParamInfo<StopCall>& info) { return std::string(info.param.name); });
+const StopCall kStops[] = {
+    {"Disconnect", [](std::unique_ptr<PhoXiDevice>& d, CallCounter&) { d->Disconnect(); }, 0},
+    {"Reset", [](std::unique_ptr<PhoXiDevice>& d, CallCounter&) { d->Reset(); }, 0},
+    {"Register", [](std::unique_ptr<PhoXiDevice>& d, CallCounter& r) { d->AddConnectionLostCallback(r.Callback()); }, 1},
+    {"Destroy", [](std::unique_ptr<PhoXiDevice>& d, CallCounter&) { d.reset(); }, 0}};
 
+std::string StopName(const ::testing::TestParamInfo<StopCall>& info) { return info.param.name; }
 
-// What the callback does after registering `inner`, and how often `inner`
-// is called then.
-struct InsideCall {
-  const char* name;
-  std::function<void(std::unique_ptr<PhoXiDevice>&)> then;
-  int innerCalls;
-};
+INSTANTIATE_TEST_SUITE_P(EveryStop, StopFromAnotherThreadTest, ::testing::ValuesIn(kStops), StopName);
 
-void PrintTo(const InsideCall& value, std::ostream* out) { *out << value.name; }
-
-class InsideTheCallbackTest : public WatchdogTest, public ::testing::WithParamInterface<InsideCall> {};
+// The callback registers `inner`, then stops its own watchdog (Register
+// registers `inner` again): nothing waits and the last word holds.
+class InsideTheCallbackTest : public WatchdogTest, public ::testing::WithParamInterface<StopCall> {};
 
 TEST_P(InsideTheCallbackTest, NothingWaitsAndTheLastWordHolds) {
   auto device = std::make_unique<PhoXiDevice>();
@@ -212,27 +200,21 @@ TEST_P(InsideTheCallbackTest, NothingWaitsAndTheLastWordHolds) {
   RunWithDeadline([&] {
     raw->AddConnectionLostCallback([&] {
       raw->AddConnectionLostCallback(inner.Callback());
-      GetParam().then(device);
+      GetParam().call(device, inner);
       done.set_value(std::this_thread::get_id());
     });
     const std::thread::id outerThread = done.get_future().get();
-    if (GetParam().innerCalls > 0) {
-      ASSERT_TRUE(inner.WaitFor(GetParam().innerCalls));
+    if (GetParam().replacementCalls > 0) {
+      ASSERT_TRUE(inner.WaitFor(GetParam().replacementCalls));
       EXPECT_EQ(inner.Thread(), outerThread) << "one watchdog thread per object";
     }
     std::this_thread::sleep_for(kSeveralPolls);
-    EXPECT_EQ(inner.Count(), GetParam().innerCalls);
+    EXPECT_EQ(inner.Count(), GetParam().replacementCalls);
     device.reset();
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    EveryStop, InsideTheCallbackTest,
-    ::testing::Values(InsideCall{"Registers", [](std::unique_ptr<PhoXiDevice>&) {}, 1},
-                      InsideCall{"Disconnects", [](std::unique_ptr<PhoXiDevice>& d) { d->Disconnect(); }, 0},
-                      InsideCall{"Resets", [](std::unique_ptr<PhoXiDevice>& d) { d->Reset(); }, 0},
-                      InsideCall{"Destroys", [](std::unique_ptr<PhoXiDevice>& d) { d.reset(); }, 0}),
-    [](const ::testing::TestParamInfo<InsideCall>& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(EveryStop, InsideTheCallbackTest, ::testing::ValuesIn(kStops), StopName);
 
 TEST_F(WatchdogTest, CallbackMayResetReconnectAndRegisterAgain) {
   PhoXiDevice device;
