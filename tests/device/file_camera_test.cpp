@@ -108,22 +108,25 @@ TEST_F(FileCameraTest, MissingFilesAreEachReportedOnceAndNothingConnects) {
   EXPECT_FALSE(device.IsConnected());
 }
 
-TEST_F(FileCameraTest, AutoWithAnEmptyIdentifierTakesTheFileCameraPath) {
-  LogCapture log;
-  PhoXiDevice device;
-  EXPECT_FALSE(device.Connect(PhoXiDevice::Auto, "", false, false));
-  EXPECT_EQ(pho::sim::GetFileCameraCounters().AttachCalls, 1);
-  EXPECT_TRUE(log.Has(Level::Warn, "File camera is not available.", "PhoXiDevice"));
-}
-
-TEST_F(FileCameraTest, AutoWithAnExistingPathConnectsAFileCamera) {
+TEST_F(FileCameraTest, AutoTakesTheFileCameraPathForAnEmptyIdentifierOrAnExistingPath) {
+  {
+    LogCapture log;
+    PhoXiDevice device;
+    EXPECT_FALSE(device.Connect(PhoXiDevice::Auto, "", false, false));
+    EXPECT_EQ(pho::sim::GetFileCameraCounters().AttachCalls, 1);
+    EXPECT_TRUE(log.Has(Level::Warn, "File camera is not available.", "PhoXiDevice"));
+  }
   const std::string file = Record(dir_.Path() / "take.praw");
   std::string hwId;
   {
     PhoXiDevice device;
     ASSERT_TRUE(device.Connect(PhoXiDevice::Auto, file, false, false));
-    EXPECT_EQ(device.GetId().substr(0, 4), "take");
-    hwId = pho::sim::FileCameraHardwareId(device.GetId());
+    const std::string id = device.GetId();
+    EXPECT_EQ(id.substr(0, 4), "take");
+    hwId = pho::sim::FileCameraHardwareId(id);
+    EXPECT_TRUE(device.ConnectFileCameras({file}, false, false));
+    EXPECT_EQ(device.GetId(), id) << "connected: changes nothing";
+    EXPECT_EQ(pho::sim::GetFileCameraCounters().AttachCalls, 2);
   }
   EXPECT_TRUE(IsListed(hwId)) << "only a connection made as FileCamera is detached";
 }
@@ -192,15 +195,6 @@ INSTANTIATE_TEST_SUITE_P(
                                        EXPECT_TRUE(d->ConnectFileCameras({file}, false, false));
                                      }}),
     [](const ::testing::TestParamInfo<LostCameraCase>& info) { return std::string(info.param.name); });
-
-TEST_F(FileCameraTest, ConnectFileCamerasWhileConnectedChangesNothing) {
-  const std::string file = Record(dir_.Path() / "take.praw");
-  PhoXiDevice device;
-  ASSERT_TRUE(device.Connect(PhoXiDevice::Device, recorder_, false, false));
-  EXPECT_TRUE(device.ConnectFileCameras({file}, false, false));
-  EXPECT_EQ(device.GetId(), recorder_);
-  EXPECT_EQ(pho::sim::GetFileCameraCounters().AttachCalls, 0);
-}
 
 }  // namespace
 }  // namespace tavrin
