@@ -1,11 +1,7 @@
 // The camera pose of the triggered frame as a view matrix.
-#include <tavrin/PhoXiDevice.h>
-#include <tavrin/Spaces.h>
+#include "DeviceTestSupport.h"
 
 #include "device/CameraTransform.h"
-#include "support/SimulatorFixture.h"
-
-#include <gtest/gtest.h>
 
 #include <glm/gtc/matrix_transform.hpp>
 
@@ -47,41 +43,33 @@ protected:
   glm::mat4 lookAt_{1.0f};
 };
 
-TEST_F(CameraTransformTest, LookAtSpaceGivesThePlainLookAtMatrix) {
+TEST_F(CameraTransformTest, EachSpaceReexpressesThePlainLookAtMatrix) {
   ASSERT_NE(frame_->Info.SensorPosition, pho::api::Point3_64f(0.0, 0.0, 0.0));
-  const std::optional<glm::mat4> transform = device_.GetCameraTransform(LookAtSpace);
-  ASSERT_TRUE(transform);
-  EXPECT_EQ(*transform, lookAt_);
-  // A view matrix: the sensor sits at the origin, looking down -Z.
-  const glm::vec4 eye = *transform * glm::vec4(Vec(frame_->Info.SensorPosition), 1.0f);
-  EXPECT_NEAR(glm::length(glm::vec3(eye)), 0.0f, 1e-2f);
-  const glm::vec4 forward = *transform * glm::vec4(Vec(frame_->Info.SensorZAxis), 0.0f);
-  EXPECT_NEAR(forward.z, -1.0f, 1e-5f);
-}
-
-TEST_F(CameraTransformTest, IdentifierOfTheRequestedSpaceIsNotCompared) {
   utils::SpaceDefinition renamed = LookAtSpace;
-  renamed.id = "my view space";
-  const std::optional<glm::mat4> transform = device_.GetCameraTransform(renamed);
-  ASSERT_TRUE(transform);
-  EXPECT_EQ(*transform, lookAt_);
-}
-
-TEST_F(CameraTransformTest, PhoXiCameraSpaceFlipsYAndZOnBothSides) {
+  renamed.id = "my view space";  // the identifier of the requested space is not compared
   // From y-down/z-forward to y-up/z-backward is diag(1, -1, -1), its own inverse.
   const glm::mat4 flip = glm::scale(glm::mat4(1.0f), glm::vec3(1.0f, -1.0f, -1.0f));
-  const std::optional<glm::mat4> transform = device_.GetCameraTransform(PhoXiCameraSpace);
-  ASSERT_TRUE(transform);
-  ExpectNear(*transform, flip * lookAt_ * flip, 1e-4f);
-}
-
-TEST_F(CameraTransformTest, MetreSpaceKeepsTheRotationAndScalesTheTranslation) {
   // "ZELK Camera" has the look-at axes in metres: T = 1000 I.
-  const std::optional<glm::mat4> transform = device_.GetCameraTransform(ZelkCameraSpace);
-  ASSERT_TRUE(transform);
-  glm::mat4 expected = lookAt_;
-  expected[3] = glm::vec4(glm::vec3(lookAt_[3]) / 1000.0f, 1.0f);
-  ExpectNear(*transform, expected, 1e-4f);
+  glm::mat4 metres = lookAt_;
+  metres[3] = glm::vec4(glm::vec3(lookAt_[3]) / 1000.0f, 1.0f);
+  const struct {
+    const utils::SpaceDefinition* space;
+    glm::mat4 expected;
+    float tolerance;
+  } cases[] = {{&LookAtSpace, lookAt_, 0.0f},
+               {&renamed, lookAt_, 0.0f},
+               {&PhoXiCameraSpace, flip * lookAt_ * flip, 1e-4f},
+               {&ZelkCameraSpace, metres, 1e-4f}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.space->id);
+    const std::optional<glm::mat4> transform = device_.GetCameraTransform(*c.space);
+    ASSERT_TRUE(transform);
+    ExpectNear(*transform, c.expected, c.tolerance);
+  }
+  // A view matrix: the sensor sits at the origin, looking down -Z.
+  const glm::vec4 eye = lookAt_ * glm::vec4(Vec(frame_->Info.SensorPosition), 1.0f);
+  EXPECT_NEAR(glm::length(glm::vec3(eye)), 0.0f, 1e-2f);
+  EXPECT_NEAR((lookAt_ * glm::vec4(Vec(frame_->Info.SensorZAxis), 0.0f)).z, -1.0f, 1e-5f);
 }
 
 TEST(CameraTransform, IdentityPoseLooksAlongPositiveZWithYDown) {

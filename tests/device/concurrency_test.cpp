@@ -2,12 +2,7 @@
 // connection drops and destruction racing them. Each body runs under a
 // deadline, so a deadlock fails instead of hanging; ThreadSanitizer checks
 // the rest.
-#include <tavrin/PhoXiDevice.h>
-#include <tavrin/Spaces.h>
-
-#include "support/SimulatorFixture.h"
-
-#include <gtest/gtest.h>
+#include "DeviceTestSupport.h"
 
 #include <atomic>
 #include <thread>
@@ -95,43 +90,29 @@ TEST_F(ConcurrencyTest, ClientsResetAndWatchdogShareOneDevice) {
   });
 }
 
-TEST_F(ConcurrencyTest, DisconnectRacesTheWatchdogAndItsCallback) {
+// The first poll finds the loss at once; its callback uses the device while
+// the owner disconnects, resets or destroys it.
+TEST_F(ConcurrencyTest, DisconnectResetAndDestructionRaceARunningCallback) {
   RunWithDeadline([&] {
-    for (int i = 0; i < 20; ++i) {
-      PhoXiDevice device;
-      ASSERT_TRUE(device.Connect(PhoXiDevice::Device, hw_, false, false));
-      pho::sim::DropConnection(hw_, 0);
-      // The first poll finds the loss at once; its callback uses the device.
-      device.AddConnectionLostCallback([&device] {
-        device.IsConnected();
-        device.Capture();  // reconnects
-      });
-      if (i % 2 == 0) {
-        device.Disconnect();
-      } else {
-        device.Reset();
-      }
-      EXPECT_TRUE(device.Connect(PhoXiDevice::Device, hw_, false, false) || device.IsConnected());
-    }
-  });
-}
-
-TEST_F(ConcurrencyTest, DestructionRacesARunningCallback) {
-  RunWithDeadline([&] {
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < 30; ++i) {
       auto device = std::make_unique<PhoXiDevice>();
       ASSERT_TRUE(device->Connect(PhoXiDevice::Device, hw_, false, false));
       pho::sim::DropConnection(hw_, 0);
       PhoXiDevice* raw = device.get();
       device->AddConnectionLostCallback([raw, i] {
         raw->GetId();
-        raw->Capture();
+        raw->Capture();  // reconnects
         // Registering again from the callback while the owner destroys the
         // device: destruction must wait for this second callback too.
         if (i % 4 < 2) raw->AddConnectionLostCallback([raw] { raw->IsConnected(); });
       });
       if (i % 2 == 1) std::this_thread::yield();
-      device.reset();
+      switch (i % 3) {
+        case 0: device->Disconnect(); break;
+        case 1: device->Reset(); break;
+        default: device.reset(); continue;
+      }
+      EXPECT_TRUE(device->Connect(PhoXiDevice::Device, hw_, false, false) || device->IsConnected());
     }
   });
 }

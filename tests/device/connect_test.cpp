@@ -1,11 +1,8 @@
 // Connecting hardware devices and the first attached device, connection
 // failures, disconnecting, and the static PhoXi Control queries.
-#include <tavrin/PhoXiDevice.h>
+#include "DeviceTestSupport.h"
 
 #include "support/IncompleteCalibrations.h"
-#include "support/SimulatorFixture.h"
-
-#include <gtest/gtest.h>
 
 #include <functional>
 
@@ -14,11 +11,12 @@ namespace {
 
 using tavrin_test::DeviceTest;
 using tavrin_test::LogCapture;
-using Level = ulog::Level;
+using tavrin_test::Level;
 
 class ConnectTest : public DeviceTest {};
 
-TEST_F(ConnectTest, FreshObjectAnswersNeutrallyAndLogsTheMissingDevice) {
+TEST_F(ConnectTest, NeverConnectedObjectAnswersNeutrallyAndLeavesPhoXiControlAlone) {
+  AddDevice();
   LogCapture log;
   PhoXiDevice device;
   EXPECT_FALSE(device.IsConnected());
@@ -39,29 +37,21 @@ TEST_F(ConnectTest, FreshObjectAnswersNeutrallyAndLogsTheMissingDevice) {
   EXPECT_FALSE(device.SetOperationMode(pho::api::PhoXiOperationMode::Camera));
   EXPECT_TRUE(log.Empty()) << "SetMode and the settings log nothing without a device";
 
-  EXPECT_TRUE(device.Disconnect());
-  EXPECT_TRUE(log.Has(Level::Warn, "Trying to disconnect a device which is not connected.", "PhoXiDevice"));
-}
-
-TEST_F(ConnectTest, CallsOutsideTheContractWithoutADeviceDoNotCrash) {
-  LogCapture log;
-  PhoXiDevice device;
+  // Outside the contract, but no crash: one warning each.
   device.Pause();
   device.Resume();
   EXPECT_EQ(device.GetOperationMode(), pho::api::PhoXiOperationMode::NoValue);
   EXPECT_TRUE(device.GetCalibrationSettings().DistortionCoefficients.empty());
-  EXPECT_EQ(log.Lines().size(), 4u) << "one warning each";
-}
+  EXPECT_EQ(log.Lines().size(), 4u);
 
-TEST_F(ConnectTest, NeverConnectedObjectDoesNotTouchPhoXiControl) {
-  AddDevice();
-  { PhoXiDevice device; }
-  { PhoXiDevice device; device.Reset(); }
+  EXPECT_TRUE(device.Disconnect());
+  EXPECT_TRUE(log.Has(Level::Warn, "Trying to disconnect a device which is not connected.", "PhoXiDevice"));
+  device.Reset();
   EXPECT_EQ(pho::sim::GetFileCameraCounters().DetachCalls, 0);
   EXPECT_EQ(pho::sim::GetCounters("SIM-001").ConnectCalls, 0);
 }
 
-TEST_F(ConnectTest, ConnectsByHardwareIdentificationInSoftwareTrigger) {
+TEST_F(ConnectTest, ConnectsByHardwareIdentificationInSoftwareTriggerDisconnectLogsOut) {
   const std::string hw = AddDevice();
   PhoXiDevice device;
   ASSERT_TRUE(device.Connect(PhoXiDevice::Device, hw, false, false));
@@ -78,21 +68,26 @@ TEST_F(ConnectTest, ConnectsByHardwareIdentificationInSoftwareTrigger) {
   EXPECT_EQ(counters.ConnectCalls, 1);
   EXPECT_EQ(counters.StartAcquisitionCalls, 1);
   EXPECT_GE(counters.ClearBufferCalls, 1);
+
+  EXPECT_TRUE(device.Disconnect());
+  EXPECT_FALSE(device.IsConnected());
+  const pho::sim::DeviceCounters disconnected = pho::sim::GetCounters(hw);
+  EXPECT_EQ(disconnected.DisconnectCalls, 1);
+  EXPECT_TRUE(disconnected.LastDisconnectLogOut);
+  EXPECT_TRUE(disconnected.LastDisconnectStopAcquisition);
+  EXPECT_EQ(disconnected.StopAcquisitionCalls, 1);
+  EXPECT_TRUE(device.Disconnect());
+  EXPECT_EQ(pho::sim::GetCounters(hw).DisconnectCalls, 2) << "the kept handle is disconnected again";
 }
 
-TEST_F(ConnectTest, FreeRunSetsTheFreeRunTrigger) {
-  const std::string hw = AddDevice();
-  PhoXiDevice device;
-  ASSERT_TRUE(device.Connect(PhoXiDevice::Device, hw, false, true));
-  EXPECT_EQ(pho::sim::GetDeviceState(hw)->TriggerMode, pho::api::PhoXiTriggerMode::Freerun);
-}
-
-TEST_F(ConnectTest, AutoWithAnIdentifierThatIsNoPathTakesTheHardwarePath) {
+// Auto with an identifier that names no path takes the hardware path.
+TEST_F(ConnectTest, AutoConnectsADeviceInFreeRun) {
   const std::string hw = AddDevice("no-such-path-SIM");
   PhoXiDevice device;
-  ASSERT_TRUE(device.Connect(PhoXiDevice::Auto, hw, false, false));
+  ASSERT_TRUE(device.Connect(PhoXiDevice::Auto, hw, false, true));
   EXPECT_EQ(device.GetId(), hw);
   EXPECT_EQ(pho::sim::GetFileCameraCounters().AttachCalls, 0);
+  EXPECT_EQ(pho::sim::GetDeviceState(hw)->TriggerMode, pho::api::PhoXiTriggerMode::Freerun);
 }
 
 TEST_F(ConnectTest, ConnectWhileConnectedChangesNothing) {
@@ -112,37 +107,24 @@ TEST_F(ConnectTest, ConnectWhileConnectedChangesNothing) {
   }
   // leaveConnected stayed false, so destruction disconnected.
   EXPECT_EQ(pho::sim::GetCounters(first).DisconnectCalls, 1);
-}
-
-TEST_F(ConnectTest, LeaveConnectedKeepsTheDeviceConnectedOnDestruction) {
-  const std::string hw = AddDevice();
   {
     PhoXiDevice device;
-    ASSERT_TRUE(device.Connect(PhoXiDevice::Device, hw, true, false));
+    ASSERT_TRUE(device.Connect(PhoXiDevice::Device, second, true, false));
   }
-  EXPECT_EQ(pho::sim::GetCounters(hw).DisconnectCalls, 0);
-}
-
-TEST_F(ConnectTest, DisconnectAfterConnectByIdentifierLogsOut) {
-  const std::string hw = AddDevice();
-  PhoXiDevice device;
-  ASSERT_TRUE(device.Connect(PhoXiDevice::Device, hw, false, false));
-  EXPECT_TRUE(device.Disconnect());
-  EXPECT_FALSE(device.IsConnected());
-  const pho::sim::DeviceCounters counters = pho::sim::GetCounters(hw);
-  EXPECT_EQ(counters.DisconnectCalls, 1);
-  EXPECT_TRUE(counters.LastDisconnectLogOut);
-  EXPECT_TRUE(counters.LastDisconnectStopAcquisition);
-  EXPECT_EQ(counters.StopAcquisitionCalls, 1);
-  // Nothing left to do for the destructor.
-  EXPECT_TRUE(device.Disconnect());
-  EXPECT_EQ(pho::sim::GetCounters(hw).DisconnectCalls, 2) << "the kept handle is disconnected again";
+  EXPECT_EQ(pho::sim::GetCounters(second).DisconnectCalls, 0) << "leaveConnected";
 }
 
 TEST_F(ConnectTest, FirstAttachedSkipsDetachedDevicesAndDisconnectsWithoutLogOut) {
   pho::sim::VirtualDevice detached = tavrin_test::SmallDevice("SIM-A");
   detached.Attached = false;
   ASSERT_TRUE(pho::sim::AddDevice(detached));
+  {
+    LogCapture log;
+    PhoXiDevice device;
+    EXPECT_FALSE(device.ConnectFirstAttached(false, false));
+    EXPECT_TRUE(log.Has(Level::Warn, "No device attached to connect to.", "PhoXiDevice"));
+    EXPECT_EQ(pho::sim::GetCounters("SIM-A").ConnectCalls, 0);
+  }
   const std::string hw = AddDevice("SIM-B");
   PhoXiDevice device;
   ASSERT_TRUE(device.ConnectFirstAttached(false, false));
@@ -152,17 +134,6 @@ TEST_F(ConnectTest, FirstAttachedSkipsDetachedDevicesAndDisconnectsWithoutLogOut
   EXPECT_FALSE(counters.LastDisconnectLogOut);
   EXPECT_FALSE(counters.LastDisconnectStopAcquisition);
   EXPECT_EQ(pho::sim::GetFileCameraCounters().DetachCalls, 0);
-}
-
-TEST_F(ConnectTest, FirstAttachedWithNothingAttachedWarns) {
-  pho::sim::VirtualDevice detached = tavrin_test::SmallDevice("SIM-A");
-  detached.Attached = false;
-  ASSERT_TRUE(pho::sim::AddDevice(detached));
-  LogCapture log;
-  PhoXiDevice device;
-  EXPECT_FALSE(device.ConnectFirstAttached(false, false));
-  EXPECT_TRUE(log.Has(Level::Warn, "No device attached to connect to.", "PhoXiDevice"));
-  EXPECT_EQ(pho::sim::GetCounters("SIM-A").ConnectCalls, 0);
 }
 
 TEST_F(ConnectTest, ControlNotRunningFailsEveryConnect) {
@@ -249,44 +220,35 @@ INSTANTIATE_TEST_SUITE_P(
                     "PhoXi: Connection to device 'SIM-001' failed. "}),
     [](const ::testing::TestParamInfo<RefusalCase>& info) { return std::string(info.param.name); });
 
-TEST_F(ConnectTest, ConnectCameraSyncKeepsTheInitialFrameForGetScan) {
+// The wait for a first good frame is bounded; the frame then serves GetScan.
+TEST_F(ConnectTest, ConnectCameraSyncWaitsPastUnsuccessfulFramesButNotForEver) {
   const std::string hw = AddDevice();
-  LogCapture log;
+  ASSERT_TRUE(pho::sim::SetFreerun(hw, std::chrono::milliseconds(5)));
+  ASSERT_TRUE(pho::sim::MakeFramesUnsuccessful(hw, 3));
   PhoXiDevice device;
-  ASSERT_TRUE(device.ConnectCameraSync(PhoXiDevice::Device, hw));
-  EXPECT_TRUE(log.Has(Level::Info, hw + " : Getting init frame.", "PhoXiDevice"));
-  EXPECT_TRUE(log.Has(Level::Info, hw + " : init frame obtained.", "PhoXiDevice"));
+  {
+    LogCapture log;
+    ASSERT_TRUE(device.ConnectCameraSync(PhoXiDevice::Device, hw));
+    EXPECT_TRUE(log.Has(Level::Info, hw + " : Getting init frame.", "PhoXiDevice"));
+    EXPECT_TRUE(log.Has(Level::Info, hw + " : init frame obtained.", "PhoXiDevice"));
+  }
   EXPECT_EQ(pho::sim::GetDeviceState(hw)->TriggerMode, pho::api::PhoXiTriggerMode::Freerun);
+  const std::shared_ptr<pho::api::Frame> frame = device.GetLastManuallyCapturedPFrame();
+  ASSERT_TRUE(frame);
+  EXPECT_TRUE(frame->Successful);
   const int fetched = pho::sim::GetCounters(hw).FramesDelivered;
   zelk::Scan scan;
   EXPECT_TRUE(device.GetScan(scan, nullptr));
   EXPECT_GT(scan.GetPointCount(), 0u);
   EXPECT_EQ(pho::sim::GetCounters(hw).FramesDelivered, fetched) << "the initial frame is converted";
-}
 
-TEST_F(ConnectTest, ConnectCameraSyncGivesUpWhenNoGoodFrameComes) {
-  const std::string hw = AddDevice();
-  ASSERT_TRUE(pho::sim::SetFreerun(hw, std::chrono::milliseconds(5)));
+  ASSERT_TRUE(device.Disconnect());
   ASSERT_TRUE(pho::sim::MakeFramesUnsuccessful(hw, -1));
   LogCapture log;
-  PhoXiDevice device;
   tavrin_test::RunWithDeadline([&] { EXPECT_FALSE(device.ConnectCameraSync(PhoXiDevice::Device, hw)); });
   EXPECT_TRUE(log.Has(Level::Warn, hw + " : no initial frame obtained.", "PhoXiDevice"));
   EXPECT_FALSE(log.Has(Level::Info, hw + " : init frame obtained.", "PhoXiDevice"));
 }
-
-TEST_F(ConnectTest, ConnectCameraSyncWaitsPastUnsuccessfulFrames) {
-  const std::string hw = AddDevice();
-  ASSERT_TRUE(pho::sim::SetFreerun(hw, std::chrono::milliseconds(5)));
-  ASSERT_TRUE(pho::sim::MakeFramesUnsuccessful(hw, 3));
-  PhoXiDevice device;
-  EXPECT_TRUE(device.ConnectCameraSync(PhoXiDevice::Device, hw));
-  const std::shared_ptr<pho::api::Frame> frame = device.GetLastManuallyCapturedPFrame();
-  ASSERT_TRUE(frame);
-  EXPECT_TRUE(frame->Successful);
-}
-
-// --- static queries ---
 
 class DiscoveryTest : public DeviceTest {
 protected:
@@ -301,11 +263,6 @@ protected:
     ASSERT_TRUE(pho::sim::AddDevice(busy));
   }
 };
-
-TEST_F(DiscoveryTest, ListsEveryDeviceInOrderAndFiltersTheReadyOnes) {
-  EXPECT_EQ(PhoXiDevice::GetAttachedDevices(), (std::vector<std::string>{"SIM-ATTACHED", "SIM-READY", "SIM-BUSY"}));
-  EXPECT_EQ(PhoXiDevice::GetReadyDevices(), (std::vector<std::string>{"SIM-ATTACHED", "SIM-READY"}));
-}
 
 TEST_F(DiscoveryTest, ConnectionStatusOfEachKindOfDevice) {
   std::vector<std::pair<std::string, PhoXiDevice::ConnectionStatus>> described;
@@ -323,10 +280,11 @@ TEST_F(DiscoveryTest, ConnectionStatusOfEachKindOfDevice) {
   EXPECT_EQ(PhoXiDevice::GetDeviceConnectionStatus(std::string("SIM-READY\0", 10)), PhoXiDevice::NotFound);
 }
 
-TEST_F(DiscoveryTest, StaticQueriesListWithoutRefreshConnectingRefreshes) {
+TEST_F(DiscoveryTest, ListsEveryDeviceInOrderWithoutRefreshConnectingRefreshes) {
   auto flags = [] { return pho::sim::GetControlCounters().DeviceListRefresh; };
-  PhoXiDevice::GetAttachedDevices();
-  PhoXiDevice::GetReadyDevices();  // lists once, then once per device
+  EXPECT_EQ(PhoXiDevice::GetAttachedDevices(), (std::vector<std::string>{"SIM-ATTACHED", "SIM-READY", "SIM-BUSY"}));
+  // Lists once, then once per device.
+  EXPECT_EQ(PhoXiDevice::GetReadyDevices(), (std::vector<std::string>{"SIM-ATTACHED", "SIM-READY"}));
   PhoXiDevice::GetDeviceConnectionStatus("SIM-READY");
   EXPECT_EQ(flags(), std::vector<bool>(6, false));
   PhoXiDevice device;
@@ -342,6 +300,7 @@ TEST_F(DiscoveryTest, StoppedControlAnswersWithoutDevices) {
   EXPECT_EQ(PhoXiDevice::GetPhoXiControlVersion(), "1.9.4");
   pho::sim::StopControl();
   EXPECT_FALSE(PhoXiDevice::IsPhoXiControlRunning());
+  EXPECT_EQ(PhoXiDevice::GetPhoXiControlVersion(), "");
   EXPECT_EQ(PhoXiDevice::GetDeviceConnectionStatus("SIM-ATTACHED"), PhoXiDevice::ControlNotRunning);
   EXPECT_TRUE(PhoXiDevice::GetAttachedDevices().empty());
   EXPECT_TRUE(PhoXiDevice::GetReadyDevices().empty());

@@ -5,16 +5,13 @@
 // threads nothing may escape: a throwing connection query, connection-lost
 // callback or timer task is logged, and a watchdog thread that cannot be
 // created is a log line, not an exception. Destruction never throws.
-#include <tavrin/PhoXiDevice.h>
-#include <tavrin/Spaces.h>
+#include "DeviceTestSupport.h"
 
 #include "device/CallbackTimer.h"
-#include "support/SimulatorFixture.h"
-
-#include <gtest/gtest.h>
 
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <future>
 #include <stdexcept>
 #include <thread>
@@ -26,32 +23,14 @@ namespace {
 
 using tavrin_test::DeviceTest;
 using tavrin_test::Eventually;
+using tavrin_test::Level;
 using tavrin_test::LogCapture;
 using tavrin_test::RunWithDeadline;
-using Level = ulog::Level;
 
-class ExceptionAuditTest : public DeviceTest {
+class ExceptionAuditTest : public tavrin_test::ConnectedDeviceTest {
 protected:
-  void SetUp() override {
-    DeviceTest::SetUp();
-    hw_ = AddDevice();
-    ASSERT_TRUE(device_.Connect(PhoXiDevice::Device, hw_, false, false));
-  }
-  void ExpectUsable() {
-    RunWithDeadline([&] {  // a lock left held would hang here
-      EXPECT_TRUE(device_.Connect(PhoXiDevice::Device, hw_, false, false));
-      zelk::Scan scan;
-      EXPECT_TRUE(device_.CaptureScan(scan, nullptr));
-      EXPECT_GT(scan.GetPointCount(), 0u);
-    });
-  }
   std::string CommunicationError() const { return "PhoXi API: communication with device '" + hw_ + "' failed"; }
-
-  std::string hw_;
-  PhoXiDevice device_;
 };
-
-// ---- PhoXi exceptions of device calls reach the caller -------------------------
 
 struct DeviceCall {
   const char* name;
@@ -90,16 +69,8 @@ INSTANTIATE_TEST_SUITE_P(
         DeviceCall{"Pause", [](PhoXiDevice& d) { d.Pause(); }},
         DeviceCall{"Resume", [](PhoXiDevice& d) { d.Resume(); }},
         DeviceCall{"Capture", [](PhoXiDevice& d) { d.Capture(); }},
-        DeviceCall{"CaptureScan",
-                   [](PhoXiDevice& d) {
-                     zelk::Scan scan;
-                     d.CaptureScan(scan, nullptr);
-                   }},
-        DeviceCall{"GetScan",
-                   [](PhoXiDevice& d) {
-                     zelk::Scan scan;
-                     d.GetScan(scan, nullptr);
-                   }},
+        DeviceCall{"CaptureScan", [](PhoXiDevice& d) { d.CaptureScan(*std::make_unique<zelk::Scan>(), nullptr); }},
+        DeviceCall{"GetScan", [](PhoXiDevice& d) { d.GetScan(*std::make_unique<zelk::Scan>(), nullptr); }},
         DeviceCall{"GetLastPFrame", [](PhoXiDevice& d) { d.GetLastPFrame(); }},
         DeviceCall{"GetLastManuallyCapturedPFrame", [](PhoXiDevice& d) { d.GetLastManuallyCapturedPFrame(); }},
         DeviceCall{"GetPointCloudDimensions", [](PhoXiDevice& d) { d.GetPointCloudDimensions(); }},
@@ -119,8 +90,6 @@ TEST_F(ExceptionAuditTest, ThrowingAcceptanceFunctionPassesAndKeepsTheFrame) {
   });
 }
 
-// ---- destruction and Reset never throw -------------------------------------------
-
 TEST_F(ExceptionAuditTest, DestructionAndResetSwallowAThrowingDisconnect) {
   for (const bool reset : {false, true}) {
     SCOPED_TRACE(reset ? "Reset" : "destructor");
@@ -138,13 +107,10 @@ TEST_F(ExceptionAuditTest, DestructionAndResetSwallowAThrowingDisconnect) {
     ASSERT_TRUE(pho::sim::ThrowOnDeviceCalls(hw_, false));
     if (device) {
       ASSERT_TRUE(device->Connect(PhoXiDevice::Device, hw_, false, false));
-      zelk::Scan scan;
-      EXPECT_TRUE(device->CaptureScan(scan, nullptr));
+      tavrin_test::ExpectCaptures(*device);
     }
   }
 }
-
-// ---- nothing escapes on the watchdog thread ----------------------------------------
 
 TEST_F(ExceptionAuditTest, ThrowingConnectionQueryOnTheWatchdogCountsAsALoss) {
   std::atomic<int> lost{0};
@@ -211,8 +177,6 @@ INSTANTIATE_TEST_SUITE_P(
                                   "Connection-lost callback threw an unknown exception.",
                                   "Callback timer task threw an unknown exception."}),
     [](const ::testing::TestParamInfo<ThrownValue>& info) { return std::string(info.param.name); });
-
-// ---- no thread for the watchdog --------------------------------------------------
 
 // Makes thread creation fail for its lifetime: the default stack of new
 // threads becomes far larger than the machine can map.

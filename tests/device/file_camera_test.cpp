@@ -1,11 +1,8 @@
 // Recorded frame files played as file cameras: naming, missing files, the
 // Auto dispatch and detaching.
-#include <tavrin/PhoXiDevice.h>
+#include "DeviceTestSupport.h"
 
-#include "support/SimulatorFixture.h"
 #include "device/PhoXiStreamer.h"
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 
@@ -14,17 +11,13 @@ namespace {
 
 using tavrin_test::DeviceTest;
 using tavrin_test::LogCapture;
-using Level = ulog::Level;
+using tavrin_test::IsListed;
+using tavrin_test::Level;
 
 // Six characters, each from 'A' (65) to 'z' (122).
 bool IsSuffix(const std::string& text) {
   return text.size() == 6 &&
          std::all_of(text.begin(), text.end(), [](char c) { return c >= 'A' && c <= 'z'; });
-}
-
-bool IsListed(const std::string& hwId) {
-  const std::vector<std::string> devices = pho::sim::ListDevices();
-  return std::find(devices.begin(), devices.end(), hwId) != devices.end();
 }
 
 class FileCameraTest : public DeviceTest {
@@ -55,39 +48,27 @@ TEST_F(FileCameraTest, SingleFileIsNamedAfterTheFileUpToItsFirstDot) {
   EXPECT_EQ(counters.LastAttachPaths, std::vector<std::string>{file});
   EXPECT_EQ(device.GetId(), counters.LastAttachName) << "the id is the PhoXi name, not the hardware identification";
   EXPECT_TRUE(device.IsAcquisitionMode());
+  PhoXiDevice second;
+  ASSERT_TRUE(second.ConnectFileCameras({file}, false, false));
+  EXPECT_NE(second.GetId(), device.GetId());
 }
 
+// Relative paths are made absolute first, so the name has the full directory.
 TEST_F(FileCameraTest, SeveralFilesAreNamedAfterTheDirectoryAboveTheirs) {
-  const std::string a = Record(dir_.Path() / "set1" / "a.praw");
-  const std::string b = Record(dir_.Path() / "set1" / "b.praw");
-  PhoXiDevice device;
-  ASSERT_TRUE(device.ConnectFileCameras({a, b}, false, false));
-  const std::string name = pho::sim::GetFileCameraCounters().LastAttachName;
-  const std::string base = dir_.Path().string();
-  ASSERT_EQ(name.size(), base.size() + 6);
-  EXPECT_EQ(name.substr(0, base.size()), base);
-  EXPECT_TRUE(IsSuffix(name.substr(base.size()))) << name;
-}
-
-TEST_F(FileCameraTest, RelativePathsAreMadeAbsolute) {
-  const std::filesystem::path file = dir_.Path() / "rel.praw";
-  Record(file);
+  Record(dir_.Path() / "set1" / "a.praw");
+  Record(dir_.Path() / "set1" / "b.praw");
   const std::filesystem::path previous = std::filesystem::current_path();
   std::filesystem::current_path(dir_.Path());
   PhoXiDevice device;
-  const bool connected = device.ConnectFileCameras({"rel.praw"}, false, false);
+  const bool connected = device.ConnectFileCameras({"set1/a.praw", "set1/b.praw"}, false, false);
   std::filesystem::current_path(previous);
   ASSERT_TRUE(connected);
-  EXPECT_EQ(pho::sim::GetFileCameraCounters().LastAttachPaths, std::vector<std::string>{file.string()});
-}
-
-TEST_F(FileCameraTest, NamesDifferBetweenConnections) {
-  const std::string file = Record(dir_.Path() / "scan.praw");
-  PhoXiDevice first;
-  PhoXiDevice second;
-  ASSERT_TRUE(first.ConnectFileCameras({file}, false, false));
-  ASSERT_TRUE(second.ConnectFileCameras({file}, false, false));
-  EXPECT_NE(first.GetId(), second.GetId());
+  const pho::sim::FileCameraCounters counters = pho::sim::GetFileCameraCounters();
+  EXPECT_EQ(counters.LastAttachPaths, (std::vector<std::string>{dir_ / "set1/a.praw", dir_ / "set1/b.praw"}));
+  const std::string base = dir_.Path().string();
+  ASSERT_EQ(counters.LastAttachName.size(), base.size() + 6);
+  EXPECT_EQ(counters.LastAttachName.substr(0, base.size()), base);
+  EXPECT_TRUE(IsSuffix(counters.LastAttachName.substr(base.size()))) << counters.LastAttachName;
 }
 
 TEST(FileCameraNaming, BaseNameRules) {
@@ -127,34 +108,27 @@ TEST_F(FileCameraTest, MissingFilesAreEachReportedOnceAndNothingConnects) {
   EXPECT_FALSE(device.IsConnected());
 }
 
-TEST_F(FileCameraTest, AutoWithAnEmptyIdentifierTakesTheFileCameraPath) {
-  LogCapture log;
-  PhoXiDevice device;
-  EXPECT_FALSE(device.Connect(PhoXiDevice::Auto, "", false, false));
-  EXPECT_EQ(pho::sim::GetFileCameraCounters().AttachCalls, 1);
-  EXPECT_TRUE(log.Has(Level::Warn, "File camera is not available.", "PhoXiDevice"));
-}
-
-TEST_F(FileCameraTest, AutoWithAnExistingPathConnectsAFileCamera) {
+TEST_F(FileCameraTest, AutoTakesTheFileCameraPathForAnEmptyIdentifierOrAnExistingPath) {
+  {
+    LogCapture log;
+    PhoXiDevice device;
+    EXPECT_FALSE(device.Connect(PhoXiDevice::Auto, "", false, false));
+    EXPECT_EQ(pho::sim::GetFileCameraCounters().AttachCalls, 1);
+    EXPECT_TRUE(log.Has(Level::Warn, "File camera is not available.", "PhoXiDevice"));
+  }
   const std::string file = Record(dir_.Path() / "take.praw");
   std::string hwId;
   {
     PhoXiDevice device;
     ASSERT_TRUE(device.Connect(PhoXiDevice::Auto, file, false, false));
-    EXPECT_EQ(device.GetId().substr(0, 4), "take");
-    hwId = pho::sim::FileCameraHardwareId(device.GetId());
+    const std::string id = device.GetId();
+    EXPECT_EQ(id.substr(0, 4), "take");
+    hwId = pho::sim::FileCameraHardwareId(id);
+    EXPECT_TRUE(device.ConnectFileCameras({file}, false, false));
+    EXPECT_EQ(device.GetId(), id) << "connected: changes nothing";
+    EXPECT_EQ(pho::sim::GetFileCameraCounters().AttachCalls, 2);
   }
   EXPECT_TRUE(IsListed(hwId)) << "only a connection made as FileCamera is detached";
-}
-
-TEST_F(FileCameraTest, RefusedAttachIsReported) {
-  const std::string file = Record(dir_.Path() / "take.praw");
-  pho::sim::FailNextAttachFileCamera();
-  LogCapture log;
-  PhoXiDevice device;
-  EXPECT_FALSE(device.Connect(PhoXiDevice::FileCamera, file, false, false));
-  EXPECT_TRUE(log.Has(Level::Warn, "File camera is not available.", "PhoXiDevice"));
-  EXPECT_TRUE(log.Has(Level::Warn, "PhoXi device cannot be created.", "PhoXiDevice"));
 }
 
 // The two keys differ in PhoXi Control: Disconnect detaches by the hardware
@@ -221,15 +195,6 @@ INSTANTIATE_TEST_SUITE_P(
                                        EXPECT_TRUE(d->ConnectFileCameras({file}, false, false));
                                      }}),
     [](const ::testing::TestParamInfo<LostCameraCase>& info) { return std::string(info.param.name); });
-
-TEST_F(FileCameraTest, ConnectFileCamerasWhileConnectedChangesNothing) {
-  const std::string file = Record(dir_.Path() / "take.praw");
-  PhoXiDevice device;
-  ASSERT_TRUE(device.Connect(PhoXiDevice::Device, recorder_, false, false));
-  EXPECT_TRUE(device.ConnectFileCameras({file}, false, false));
-  EXPECT_EQ(device.GetId(), recorder_);
-  EXPECT_EQ(pho::sim::GetFileCameraCounters().AttachCalls, 0);
-}
 
 }  // namespace
 }  // namespace tavrin

@@ -1,14 +1,10 @@
 // The connection-lost watchdog, polling at a short interval. Most cases use
 // an object that never connected, whose first poll reports at once.
-#include <tavrin/PhoXiDevice.h>
+#include "DeviceTestSupport.h"
 
 #include "device/ConnectionWatchdog.h"
-#include "support/SimulatorFixture.h"
-
-#include <gtest/gtest.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <future>
 #include <mutex>
 #include <thread>
@@ -25,36 +21,22 @@ constexpr std::chrono::milliseconds kInterval(40);
 constexpr std::chrono::milliseconds kSeveralPolls = 6 * kInterval;
 
 // Counts callback calls, remembers the thread of the last one and lets a
-// test wait for them.
+// test wait (bounded) for them.
 class CallCounter {
 public:
   std::function<void()> Callback() {
     return [this] {
-      std::lock_guard<std::mutex> lock(mutex_);
-      ++count_;
       thread_ = std::this_thread::get_id();
-      changed_.notify_all();
+      ++count_;
     };
   }
-  // Waits (bounded, so a missing call fails instead of hanging) for `n` calls.
-  bool WaitFor(int n) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(10), [&] { return count_ >= n; });
-  }
-  int Count() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return count_;
-  }
-  std::thread::id Thread() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return thread_;
-  }
+  bool WaitFor(int n) { return tavrin_test::Eventually([&] { return count_ >= n; }); }
+  int Count() const { return count_; }
+  std::thread::id Thread() const { return thread_; }
 
 private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  int count_ = 0;
-  std::thread::id thread_;
+  std::atomic<int> count_{0};
+  std::atomic<std::thread::id> thread_{};
 };
 
 // Sets `ended` when the calling thread ends: thread-local objects are
@@ -87,20 +69,26 @@ protected:
   std::string hw_;
 };
 
-TEST_F(WatchdogTest, NeverConnectedDeviceIsReportedAtOnceAndOnlyOnce) {
-  CallCounter calls;
+TEST_F(WatchdogTest, NeverConnectedDeviceIsReportedAtOnceAndOnlyOnceThenAgainWhenRegisteredAgain) {
+  CallCounter first;
+  CallCounter second;
   PhoXiDevice device;
-  device.AddConnectionLostCallback(calls.Callback());
-  ASSERT_TRUE(calls.WaitFor(1));
+  device.AddConnectionLostCallback(first.Callback());
+  ASSERT_TRUE(first.WaitFor(1));
   std::this_thread::sleep_for(kSeveralPolls);
-  EXPECT_EQ(calls.Count(), 1);
+  EXPECT_EQ(first.Count(), 1);
+  device.AddConnectionLostCallback(second.Callback());
+  ASSERT_TRUE(second.WaitFor(1));
+  EXPECT_EQ(first.Count(), 1);
 }
 
-TEST_F(WatchdogTest, DroppedConnectionIsReportedOnce) {
+TEST_F(WatchdogTest, DroppedConnectionIsReportedOnceToTheLastRegistration) {
+  CallCounter replaced;
   CallCounter calls;
   {
     PhoXiDevice device;
     Connect(device);
+    device.AddConnectionLostCallback(replaced.Callback());
     device.AddConnectionLostCallback(calls.Callback());
     std::this_thread::sleep_for(kSeveralPolls);
     EXPECT_EQ(calls.Count(), 0);
@@ -109,32 +97,7 @@ TEST_F(WatchdogTest, DroppedConnectionIsReportedOnce) {
     std::this_thread::sleep_for(kSeveralPolls);
   }
   EXPECT_EQ(calls.Count(), 1);
-}
-
-TEST_F(WatchdogTest, ANewRegistrationReplacesTheCallback) {
-  CallCounter first;
-  CallCounter second;
-  {
-    PhoXiDevice device;
-    Connect(device);
-    device.AddConnectionLostCallback(first.Callback());
-    device.AddConnectionLostCallback(second.Callback());
-    ASSERT_TRUE(pho::sim::DropConnection(hw_, 0));
-    ASSERT_TRUE(second.WaitFor(1));
-  }
-  EXPECT_EQ(first.Count(), 0);
-  EXPECT_EQ(second.Count(), 1);
-}
-
-TEST_F(WatchdogTest, RegisteringAgainAfterTheWatchdogFiredWorks) {
-  CallCounter first;
-  CallCounter second;
-  PhoXiDevice device;
-  device.AddConnectionLostCallback(first.Callback());
-  ASSERT_TRUE(first.WaitFor(1));
-  device.AddConnectionLostCallback(second.Callback());
-  ASSERT_TRUE(second.WaitFor(1));
-  EXPECT_EQ(first.Count(), 1);
+  EXPECT_EQ(replaced.Count(), 0);
 }
 
 TEST_F(WatchdogTest, DisconnectingOrDestroyingAConnectedDeviceIsNotReported) {
@@ -155,8 +118,6 @@ TEST_F(WatchdogTest, DisconnectingOrDestroyingAConnectedDeviceIsNotReported) {
   EXPECT_EQ(calls.Count(), 0);
   EXPECT_EQ(pho::sim::GetCounters(hw_).DisconnectCalls, 2);
 }
-
-// ---- stopping the watchdog while its callback runs ------------------------------
 
 // A member that stops the watchdog, called on a thread other than the
 // callback's. `replacement` is for the member that registers.
@@ -217,31 +178,19 @@ TEST_P(StopFromAnotherThreadTest, WaitsForTheRunningCallbackAndJoinsItsThread) {
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    EveryStop, StopFromAnotherThreadTest,
-    ::testing::Values(StopCall{"Disconnect", [](std::unique_ptr<PhoXiDevice>& d, CallCounter&) { d->Disconnect(); }, 0},
-                      StopCall{"Reset", [](std::unique_ptr<PhoXiDevice>& d, CallCounter&) { d->Reset(); }, 0},
-                      StopCall{"Register",
-                               [](std::unique_ptr<PhoXiDevice>& d, CallCounter& replacement) {
-                                 d->AddConnectionLostCallback(replacement.Callback());
-                               },
-                               1},
-                      StopCall{"Destroy", [](std::unique_ptr<PhoXiDevice>& d, CallCounter&) { d.reset(); }, 0}),
-    [](const ::testing::TestParamInfo<StopCall>& info) { return std::string(info.param.name); });
+const StopCall kStops[] = {
+    {"Disconnect", [](std::unique_ptr<PhoXiDevice>& d, CallCounter&) { d->Disconnect(); }, 0},
+    {"Reset", [](std::unique_ptr<PhoXiDevice>& d, CallCounter&) { d->Reset(); }, 0},
+    {"Register", [](std::unique_ptr<PhoXiDevice>& d, CallCounter& r) { d->AddConnectionLostCallback(r.Callback()); }, 1},
+    {"Destroy", [](std::unique_ptr<PhoXiDevice>& d, CallCounter&) { d.reset(); }, 0}};
 
-// ---- the callback stops, restarts or destroys its own watchdog ----------------------
+std::string StopName(const ::testing::TestParamInfo<StopCall>& info) { return info.param.name; }
 
-// What the callback does after registering `inner`, and how often `inner`
-// is called then.
-struct InsideCall {
-  const char* name;
-  std::function<void(std::unique_ptr<PhoXiDevice>&)> then;
-  int innerCalls;
-};
+INSTANTIATE_TEST_SUITE_P(EveryStop, StopFromAnotherThreadTest, ::testing::ValuesIn(kStops), StopName);
 
-void PrintTo(const InsideCall& value, std::ostream* out) { *out << value.name; }
-
-class InsideTheCallbackTest : public WatchdogTest, public ::testing::WithParamInterface<InsideCall> {};
+// The callback registers `inner`, then stops its own watchdog (Register
+// registers `inner` again): nothing waits and the last word holds.
+class InsideTheCallbackTest : public WatchdogTest, public ::testing::WithParamInterface<StopCall> {};
 
 TEST_P(InsideTheCallbackTest, NothingWaitsAndTheLastWordHolds) {
   auto device = std::make_unique<PhoXiDevice>();
@@ -251,27 +200,21 @@ TEST_P(InsideTheCallbackTest, NothingWaitsAndTheLastWordHolds) {
   RunWithDeadline([&] {
     raw->AddConnectionLostCallback([&] {
       raw->AddConnectionLostCallback(inner.Callback());
-      GetParam().then(device);
+      GetParam().call(device, inner);
       done.set_value(std::this_thread::get_id());
     });
     const std::thread::id outerThread = done.get_future().get();
-    if (GetParam().innerCalls > 0) {
-      ASSERT_TRUE(inner.WaitFor(GetParam().innerCalls));
+    if (GetParam().replacementCalls > 0) {
+      ASSERT_TRUE(inner.WaitFor(GetParam().replacementCalls));
       EXPECT_EQ(inner.Thread(), outerThread) << "one watchdog thread per object";
     }
     std::this_thread::sleep_for(kSeveralPolls);
-    EXPECT_EQ(inner.Count(), GetParam().innerCalls);
+    EXPECT_EQ(inner.Count(), GetParam().replacementCalls);
     device.reset();
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    EveryStop, InsideTheCallbackTest,
-    ::testing::Values(InsideCall{"Registers", [](std::unique_ptr<PhoXiDevice>&) {}, 1},
-                      InsideCall{"Disconnects", [](std::unique_ptr<PhoXiDevice>& d) { d->Disconnect(); }, 0},
-                      InsideCall{"Resets", [](std::unique_ptr<PhoXiDevice>& d) { d->Reset(); }, 0},
-                      InsideCall{"Destroys", [](std::unique_ptr<PhoXiDevice>& d) { d.reset(); }, 0}),
-    [](const ::testing::TestParamInfo<InsideCall>& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(EveryStop, InsideTheCallbackTest, ::testing::ValuesIn(kStops), StopName);
 
 TEST_F(WatchdogTest, CallbackMayResetReconnectAndRegisterAgain) {
   PhoXiDevice device;

@@ -2,54 +2,95 @@
 
 #include <tavrin/Files.h>
 
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <system_error>
+
+extern char** environ;
+
+namespace fs = std::filesystem;
 
 namespace tavrin_tool_test {
-
 namespace {
 
-// Reads an unsigned decimal at `pos`, moving past it; false when there is none.
-bool ReadNumber(const std::string& text, std::size_t& pos, unsigned long& value) {
-  const std::size_t begin = pos;
-  value = 0;
-  while (pos < text.size() && text[pos] >= '0' && text[pos] <= '9') value = value * 10 + (text[pos++] - '0');
-  return pos > begin;
+std::vector<std::string> SplitLines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
 }
 
-bool Expect(const std::string& text, std::size_t& pos, const std::string& literal) {
-  if (text.compare(pos, literal.size(), literal) != 0) return false;
-  pos += literal.size();
-  return true;
+// Spawns the tool in `workingDirectory` (it resolves relative paths against
+// it; glibc >= 2.29), standard output and error into the given files.
+pid_t Spawn(const std::vector<std::string>& arguments, const fs::path& workingDirectory, const std::string& out,
+            const std::string& err) {
+  std::vector<std::string> argv = {TAVRIN_TOOL_PATH};
+  argv.insert(argv.end(), arguments.begin(), arguments.end());
+  std::vector<char*> pointers;
+  for (std::string& argument : argv) pointers.push_back(argument.data());
+  pointers.push_back(nullptr);
+
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  posix_spawn_file_actions_addchdir_np(&actions, workingDirectory.c_str());
+  pid_t pid = -1;
+  const int error = posix_spawn(&pid, argv[0].c_str(), &actions, nullptr, pointers.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  if (error != 0) throw std::system_error(error, std::generic_category(), "posix_spawn " + argv[0]);
+  return pid;
 }
 
 }  // namespace
 
+std::vector<std::string> ToolRun::OutLines() const { return SplitLines(out); }
+std::vector<std::string> ToolRun::ErrLines() const { return SplitLines(err); }
+
+ToolRun RunTool(const std::vector<std::string>& arguments, const fs::path& workingDirectory) {
+  ScratchDir streams;
+  const int status = WaitTool(Spawn(arguments, workingDirectory, streams / "stdout", streams / "stderr"));
+  ToolRun run;
+  run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  run.out = tavrin_test::ReadFileBytes(streams / "stdout");
+  run.err = tavrin_test::ReadFileBytes(streams / "stderr");
+  return run;
+}
+
+pid_t StartTool(const std::vector<std::string>& arguments, const fs::path& workingDirectory, const fs::path& errFile) {
+  return Spawn(arguments, workingDirectory, "/dev/null", errFile.string());
+}
+
+int WaitTool(pid_t pid) {
+  int status = 0;
+  while (waitpid(pid, &status, 0) < 0) {
+    if (errno != EINTR) throw std::system_error(errno, std::generic_category(), "waitpid");
+  }
+  return status;
+}
+
 std::optional<SummaryLine> ParseSummary(const std::string& line) {
-  std::string text = line;
-  if (!text.empty() && text[0] == '[') {  // progress prefix "[i/N] "
-    const std::size_t close = text.find("] ");
-    if (close == std::string::npos) return std::nullopt;
-    text = text.substr(close + 2);
+  // The path may itself hold ": ", so it takes all it can up to the counts.
+  static const std::regex summary(R"(^(?:\[\d+/\d+\] )?(.*): (\d+) points, (\d+) x (\d+), (.*), \d+ ms$)");
+  std::smatch match;
+  if (!std::regex_match(line, match, summary)) return std::nullopt;
+  return SummaryLine{match[1], std::stoul(match[2]), static_cast<unsigned>(std::stoul(match[3])),
+                     static_cast<unsigned>(std::stoul(match[4])), match[5]};
+}
+
+std::vector<SummaryLine> Summaries(const ToolRun& run) {
+  std::vector<SummaryLine> summaries;
+  for (const std::string& line : run.OutLines()) {
+    if (auto summary = ParseSummary(line)) summaries.push_back(*summary);
   }
-  // The path may itself hold ": ", so the last one before " points" separates it.
-  const std::size_t pointsAt = text.find(" points, ");
-  if (pointsAt == std::string::npos) return std::nullopt;
-  const std::size_t colon = text.rfind(": ", pointsAt);
-  if (colon == std::string::npos) return std::nullopt;
-  SummaryLine summary;
-  summary.path = text.substr(0, colon);
-  std::size_t pos = colon + 2;
-  unsigned long width = 0;
-  unsigned long height = 0;
-  if (!ReadNumber(text, pos, summary.points) || !Expect(text, pos, " points, ") || !ReadNumber(text, pos, width) ||
-      !Expect(text, pos, " x ") || !ReadNumber(text, pos, height) || !Expect(text, pos, ", ")) {
-    return std::nullopt;
-  }
-  const std::size_t spaceEnd = text.rfind(", ");
-  if (spaceEnd < pos || text.size() < 3 || text.compare(text.size() - 3, 3, " ms") != 0) return std::nullopt;
-  summary.width = static_cast<unsigned>(width);
-  summary.height = static_cast<unsigned>(height);
-  summary.space = text.substr(pos, spaceEnd - pos);
-  return summary;
+  return summaries;
 }
 
 zelk::Scan LoadScan(const std::string& path) {
@@ -59,13 +100,10 @@ zelk::Scan LoadScan(const std::string& path) {
 }
 
 std::vector<std::string> Messages(const ToolRun& run) {
+  static const std::regex noise(R"(^(\[\d+/\d+\] |simulated PhoXi Control |capturing ).*)");
   std::vector<std::string> messages;
   for (const std::string& line : run.ErrLines()) {
-    const std::size_t slash = line.find('/');
-    const bool progress = line.rfind("[", 0) == 0 && slash != std::string::npos && slash > 1 &&
-                          line.find_first_not_of("0123456789/", 1) == line.find("] ");
-    if (progress || line.rfind("simulated PhoXi Control ", 0) == 0 || line.rfind("capturing ", 0) == 0) continue;
-    messages.push_back(line);
+    if (!std::regex_match(line, noise)) messages.push_back(line);
   }
   return messages;
 }
@@ -99,8 +137,7 @@ std::vector<std::string> TemporaryLeftovers(const ScratchDir& dir) {
 }
 
 std::string RecordPraw(const ScratchDir& dir, const std::string& name) {
-  const ToolRun run = RunTool({"capture", "-o", name}, dir.Path());
-  EXPECT_TRUE(Succeeded(run));
+  EXPECT_TRUE(Succeeded(RunTool({"capture", "-o", name}, dir.Path())));
   return dir / name;
 }
 

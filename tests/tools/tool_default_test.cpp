@@ -4,7 +4,6 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include <filesystem>
-#include <fstream>
 
 namespace tavrin_tool_test {
 namespace {
@@ -18,12 +17,7 @@ TEST(ToolDefaultJob, WritesThreeScansTheirSummariesAndAPreview) {
   ASSERT_FALSE(run.ErrLines().empty());
   EXPECT_EQ(run.ErrLines()[0].rfind("simulated PhoXi Control", 0), 0u) << run.err;
   EXPECT_EQ(run.out.find("simulated PhoXi Control"), std::string::npos) << run.out;
-  const std::vector<std::string> lines = run.OutLines();
-
-  std::vector<SummaryLine> summaries;
-  for (const std::string& line : lines) {
-    if (auto summary = ParseSummary(line)) summaries.push_back(*summary);
-  }
+  const std::vector<SummaryLine> summaries = Summaries(run);
   ASSERT_EQ(summaries.size(), 3u) << run.out;
   for (int i = 0; i < 3; ++i) {
     const std::string name = "tavrin-out/scan_00" + std::to_string(i + 1) + ".ply";
@@ -46,31 +40,23 @@ TEST(ToolDefaultJob, WritesThreeScansTheirSummariesAndAPreview) {
 }
 
 // A file that claims to be a Photoneo PLY but holds no points: the library
-// refuses it with a log line of its own.
-void WriteBrokenPhotoneoPly(const std::string& path) {
-  std::ofstream(path) << "ply\nformat ascii 1.0\nobj_info Photoneo PLY PointCloud ( Width = 2; Height = 1)\n"
-                         "end_header\n";
-}
-
-TEST(ToolLogging, QuietRunFoldsTheLibraryReasonIntoItsOneErrorLine) {
+// refuses it with a log line of its own, which a quiet run folds into its one
+// error line and a verbose run shows as it happens.
+TEST(ToolLogging, QuietRunFoldsTheLibraryReasonVerboseRunShowsIt) {
   ScratchDir dir;
-  WriteBrokenPhotoneoPly(dir / "broken.ply");
-  const ToolRun run = RunTool({"info", "broken.ply"}, dir.Path());
-  ASSERT_TRUE(FailedCleanly(run));
-  EXPECT_NE(run.err.find("broken.ply"), std::string::npos) << run.err;
-  EXPECT_NE(run.err.find("(tavrin::PhoPointcloudToZelkScan)"), std::string::npos) << run.err;
-  EXPECT_EQ(run.err.find("[fail]"), std::string::npos) << run.err;
-}
+  dir.Write("broken.ply", "ply\nformat ascii 1.0\nobj_info Photoneo PLY PointCloud ( Width = 2; Height = 1)\nend_header\n");
+  const ToolRun quiet = RunTool({"info", "broken.ply"}, dir.Path());
+  ASSERT_TRUE(FailedCleanly(quiet));
+  EXPECT_NE(quiet.err.find("broken.ply"), std::string::npos) << quiet.err;
+  EXPECT_NE(quiet.err.find("(tavrin::PhoPointcloudToZelkScan)"), std::string::npos) << quiet.err;
+  EXPECT_EQ(quiet.err.find("[fail]"), std::string::npos) << quiet.err;
 
-TEST(ToolLogging, VerboseRunShowsTheLibraryLogLinesAsTheyHappen) {
-  ScratchDir dir;
-  WriteBrokenPhotoneoPly(dir / "broken.ply");
-  const ToolRun run = RunTool({"info", "broken.ply", "-v"}, dir.Path());
-  EXPECT_EQ(run.exitCode, 1);
-  const std::vector<std::string> lines = Messages(run);
-  ASSERT_GE(lines.size(), 2u) << run.err;
-  EXPECT_EQ(lines.front().rfind("[fail] tavrin::PhoPointcloudToZelkScan: ", 0), 0u) << run.err;
-  EXPECT_EQ(lines.back().rfind("tavrin: error: ", 0), 0u) << run.err;
+  const ToolRun verbose = RunTool({"info", "broken.ply", "-v"}, dir.Path());
+  EXPECT_EQ(verbose.exitCode, 1);
+  const std::vector<std::string> lines = Messages(verbose);
+  ASSERT_GE(lines.size(), 2u) << verbose.err;
+  EXPECT_EQ(lines.front().rfind("[fail] tavrin::PhoPointcloudToZelkScan: ", 0), 0u) << verbose.err;
+  EXPECT_EQ(lines.back().rfind("tavrin: error: ", 0), 0u) << verbose.err;
 }
 
 }  // namespace

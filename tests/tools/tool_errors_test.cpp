@@ -5,11 +5,11 @@
 
 #include <zelk/Exporter.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <thread>
 
 #include <sys/wait.h>
@@ -33,13 +33,12 @@ class ToolBadInput : public ::testing::TestWithParam<BadInput> {};
 
 TEST_P(ToolBadInput, FailsWithOneErrorLineAndWritesNothing) {
   ScratchDir dir;
-  std::ofstream(dir / "notes.txt") << "not a scan\n";
-  std::ofstream(dir / "plain.ply") << "ply\nformat ascii 1.0\nelement vertex 0\nend_header\n";
-  std::ofstream(dir / "empty.ply");
-  std::ofstream(dir / "cut.ply") << "ply\nformat ascii 1.0\nobj_info Photoneo PLY PointCloud ( Width = 2; Height = 1)\n"
-                                    "element vertex 2\nproperty float x\nproperty float y\nproperty float z\n"
-                                    "end_header\n1 2 3\n4 5";
-  std::ofstream(dir / "bad.praw") << "garbage";
+  dir.Write("notes.txt", "not a scan\n");
+  dir.Write("plain.ply", "ply\nformat ascii 1.0\nelement vertex 0\nend_header\n");
+  dir.Write("empty.ply", "");
+  dir.Write("cut.ply", "ply\nformat ascii 1.0\nobj_info Photoneo PLY PointCloud ( Width = 2; Height = 1)\n"
+                       "element vertex 2\nproperty float x\nproperty float y\nproperty float z\nend_header\n1 2 3\n4 5");
+  dir.Write("bad.praw", "garbage");
   std::filesystem::create_directory(dir / "folder.ply");
   const std::vector<std::string> before = dir.List();
 
@@ -99,7 +98,7 @@ TEST(ToolBadOutput, FailedRecordingPlaybackLeavesEarlierFilesAlone) {
   ASSERT_TRUE(Succeeded(RunTool({"capture", "-o", "keep.ply"}, dir.Path())));
   const auto size = std::filesystem::file_size(dir / "keep.ply");
   // A recording that is not one: playback fails, keep.ply must not change.
-  std::ofstream(dir / "bad.praw") << "garbage";
+  dir.Write("bad.praw", "garbage");
   const ToolRun run = RunTool({"capture", "--file", "bad.praw", "-o", "keep.ply"}, dir.Path());
   EXPECT_TRUE(FailedCleanly(run));
   EXPECT_EQ(std::filesystem::file_size(dir / "keep.ply"), size);
@@ -122,7 +121,7 @@ TEST(ToolHostileInput, HugeGridAroundOnePointIsRefusedByEveryCommand) {
   const std::uint32_t side = 16384;
   std::memcpy(bytes.data() + 16, &side, 4);
   std::memcpy(bytes.data() + 20, &side, 4);
-  std::ofstream(dir / "huge.zelk", std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  dir.Write("huge.zelk", std::string(bytes.begin(), bytes.end()));
   const std::vector<std::string> before = dir.List();
   for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
            {"info", "huge.zelk"}, {"convert", "huge.zelk", "out.ply"}, {"preview", "huge.zelk", "-o", "p.png"}}) {
@@ -152,26 +151,23 @@ TEST_P(ToolInterrupted, LeavesOnlyWholeFilesAndSaysHowFarItGot) {
   if (c.convert) {
     ASSERT_TRUE(Succeeded(RunTool({"capture", "-o", "in/s00.zelk"}, dir.Path())));
     arguments = {"convert"};
-    for (int i = 0; i < 30; ++i) {
-      const std::string name = "in/s" + std::to_string(10 + i) + ".zelk";
-      std::filesystem::copy_file(dir / "in/s00.zelk", dir / name);
-      arguments.push_back(name);
+    for (int i = 10; i < 40; ++i) {
+      arguments.push_back("in/s" + std::to_string(i) + ".zelk");
+      std::filesystem::copy_file(dir / "in/s00.zelk", dir / arguments.back());
     }
     arguments.insert(arguments.end(), {"out/", "--to", "ply"});
   }
-  const std::filesystem::path errors = dir.Path() / "stderr.txt";
-  const pid_t pid = StartTool(arguments, dir.Path(), &errors);
+  const std::string errors = dir / "stderr.txt";
+  const pid_t pid = StartTool(arguments, dir.Path(), errors);
   const auto written = [&] {
-    int count = 0;
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(dir / "out", error)) {
-      count += entry.path().filename().string()[0] != '.' ? 1 : 0;
-    }
-    return count;
+    const std::vector<std::string> names = dir.List();
+    return static_cast<int>(std::count_if(names.begin(), names.end(), [](const std::string& name) {
+      return name.rfind("out/", 0) == 0 && name.find("/.") == std::string::npos;
+    }));
   };
   // Wait (bounded) until the run has begun (its banner) or the files are out.
   for (int i = 0; i < 3000; ++i) {
-    if (c.filesBefore > 0 ? written() >= c.filesBefore : !tavrin_test::ReadFileBytes(errors.string()).empty()) break;
+    if (c.filesBefore > 0 ? written() >= c.filesBefore : !tavrin_test::ReadFileBytes(errors).empty()) break;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   kill(pid, c.signal);
@@ -181,7 +177,7 @@ TEST_P(ToolInterrupted, LeavesOnlyWholeFilesAndSaysHowFarItGot) {
   const int done = written();
   EXPECT_GE(done, c.filesBefore);
   EXPECT_LT(done, 30);
-  const std::string err = tavrin_test::ReadFileBytes(errors.string());
+  const std::string err = tavrin_test::ReadFileBytes(errors);
   EXPECT_NE(err.find("tavrin: interrupted after " + std::to_string(done) + " of 30\n"), std::string::npos) << err;
   EXPECT_TRUE(TemporaryLeftovers(dir).empty());
   for (const std::string& name : dir.List()) {

