@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <vector>
@@ -229,16 +230,28 @@ TEST(FrameToScan, IntensityIsTextureOver65535) {
   EXPECT_EQ(scan.GetIntensities()[3], 100000.0f / 65535.0f);
 }
 
-TEST(FrameToScan, NormalsAreCopiedByPixel) {
-  auto frame = TwoPointFrame();
-  frame->NormalMap.Resize(frame->PointCloud.Size);
-  frame->NormalMap.At(0, 1) = pho::api::Point3_32f(0.0f, 0.6f, -0.8f);
-  frame->NormalMap.At(1, 0) = pho::api::Point3_32f(1.0f, 0.0f, 0.0f);
-  zelk::Scan scan;
-  ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
-  ASSERT_TRUE(scan.HasNormals());
-  EXPECT_EQ(scan.GetNormals()[0], glm::vec3(0.0f, 0.6f, -0.8f));
-  EXPECT_EQ(scan.GetNormals()[1], glm::vec3(1.0f, 0.0f, 0.0f));
+// Into a scan that already holds a point with normals: the frame's points
+// follow it, their normals from the map by pixel, or zero without a map
+// (never what the scan's spare memory held).
+TEST(FrameToScan, NormalsOfAddedPointsComeFromTheMapOrAreZero) {
+  for (const bool withMap : {true, false}) {
+    auto frame = TwoPointFrame();
+    if (withMap) {
+      frame->NormalMap.Resize(frame->PointCloud.Size);
+      frame->NormalMap.At(0, 1) = pho::api::Point3_32f(0.0f, 0.6f, -0.8f);
+      frame->NormalMap.At(1, 0) = pho::api::Point3_32f(1.0f, 0.0f, 0.0f);
+    }
+    zelk::Scan scan = convert_test::EmptyScan(1032, 772);
+    scan.AddNormals();
+    scan.Reserve(3);
+    convert_test::AddPoint(scan, 9, 9, glm::vec3(1.0f));
+    std::fill(scan.GetNormals(), scan.GetNormals() + 3, glm::vec3(7.0f));  // stale beyond the point
+    ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
+    ASSERT_EQ(scan.GetPointCount(), 3u);
+    EXPECT_EQ(scan.GetNormals()[0], glm::vec3(7.0f));
+    EXPECT_EQ(scan.GetNormals()[1], withMap ? glm::vec3(0.0f, 0.6f, -0.8f) : glm::vec3(0.0f)) << withMap;
+    EXPECT_EQ(scan.GetNormals()[2], withMap ? glm::vec3(1.0f, 0.0f, 0.0f) : glm::vec3(0.0f)) << withMap;
+  }
 }
 
 struct MapPresence {
