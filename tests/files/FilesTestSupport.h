@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fstream>
 #include <string>
 
 namespace files_test {
@@ -45,6 +46,15 @@ inline void ExpectSameCloud(const pho_ply_io::PointCloud& a, const pho_ply_io::P
 
 inline void ExpectDefaultCloud(const pho_ply_io::PointCloud& cloud) {
   ExpectSameCloud(cloud, pho_ply_io::PointCloud());
+}
+
+// The second line of a PLY file, its "format" line.
+inline std::string PlyFormatLine(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::string line;
+  std::getline(in, line);
+  std::getline(in, line);
+  return line;
 }
 
 inline std::string IdentificationLine(int width, int height) {

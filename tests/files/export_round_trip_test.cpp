@@ -9,6 +9,7 @@
 #include <tavrin/Files.h>
 #include <tavrin/Spaces.h>
 
+#include "FilesTestSupport.h"
 #include "convert/Resolution.h"
 #include "support/LogCapture.h"
 #include "support/ScratchDir.h"
@@ -89,6 +90,7 @@ TEST_P(ExportRoundTripTest, ImportGivesBackTheScan) {
   const std::string path = dir.File("scan.ply");
   ASSERT_TRUE(tavrin::ExportPhoPly(path, original, colorOutput));
   ASSERT_TRUE(tavrin::IsPhotoneoPly(path));
+  EXPECT_EQ(files_test::PlyFormatLine(path), "format binary_little_endian 1.0");
 
   zelk::Scan imported;
   ASSERT_TRUE(tavrin::ImportScan(imported, path));
@@ -219,6 +221,9 @@ TEST_P(ExportScanTest, WritesByTypeOrSaysWhyNot) {
   // the Photoneo PLY reading takes an intensity from them.
   const bool zelk = std::string(c.file).find(".zelk") != std::string::npos;
   EXPECT_EQ(back.HasColors(), zelk || c.unordered);
+  if (!zelk) {
+    EXPECT_EQ(files_test::PlyFormatLine(path), c.ascii ? "format ascii 1.0" : "format binary_little_endian 1.0");
+  }
   if (!c.unordered) return;
   // Measured points in grid order, as an N x 1 scan without space.
   EXPECT_EQ(back.GetResolution(), glm::uvec2(scan.GetPointCount(), 1));
