@@ -12,6 +12,7 @@
 #include <random>
 #include <set>
 #include <tuple>
+#include <utility>
 
 namespace {
 
@@ -45,16 +46,12 @@ zelk::Scan RandomScan(const glm::uvec2& resolution, std::uint32_t count, std::mt
   zelk::Scan scan = EmptyScan(resolution.x, resolution.y);
   std::uniform_real_distribution<float> unit(0.0f, 1.0f);
   std::uniform_real_distribution<float> coordinate(-2000.0f, 2000.0f);
-  zelk::ScanCameraParams params;
-  params.fx = 500.0f + 3000.0f * unit(random);
-  params.fy = 500.0f + 3000.0f * unit(random);
-  params.cx = static_cast<float>(resolution.x) * unit(random);
-  params.cy = static_cast<float>(resolution.y) * unit(random);
-  params.k1 = unit(random) - 0.5f;
-  params.k2 = unit(random) - 0.5f;
-  params.k3 = unit(random) - 0.5f;
-  params.p1 = 0.01f * unit(random);
-  params.p2 = -0.01f * unit(random);
+  float r[9];
+  for (float& value : r) value = unit(random);
+  const zelk::ScanCameraParams params =
+      convert_test::Params(500.0f + 3000.0f * r[0], 500.0f + 3000.0f * r[1], static_cast<float>(resolution.x) * r[2],
+                           static_cast<float>(resolution.y) * r[3], r[4] - 0.5f, r[5] - 0.5f, r[6] - 0.5f,
+                           0.01f * r[7], -0.01f * r[8]);
   scan.SetCameraParams(params);
   scan.AddNormals();
   scan.AddIntensities();
@@ -105,15 +102,11 @@ TEST_P(ScanCloudRoundTrip, KeepsCellsPositionsAndCamera) {
   // of one single-precision division and multiplication.
   const zelk::ScanCameraParams& a = original.GetCameraParams();
   const zelk::ScanCameraParams& b = back.GetCameraParams();
-  EXPECT_FLOAT_EQ(b.fx, a.fx);
-  EXPECT_FLOAT_EQ(b.fy, a.fy);
-  EXPECT_FLOAT_EQ(b.cx, a.cx);
-  EXPECT_FLOAT_EQ(b.cy, a.cy);
-  EXPECT_EQ(b.k1, a.k1);
-  EXPECT_EQ(b.k2, a.k2);
-  EXPECT_EQ(b.k3, a.k3);
-  EXPECT_EQ(b.p1, a.p1);
-  EXPECT_EQ(b.p2, a.p2);
+  for (const auto& [x, y] : {std::pair(a.fx, b.fx), std::pair(a.fy, b.fy), std::pair(a.cx, b.cx), std::pair(a.cy, b.cy)})
+    EXPECT_FLOAT_EQ(y, x);
+  zelk::ScanCameraParams distortion = a;
+  distortion.fx = b.fx, distortion.fy = b.fy, distortion.cx = b.cx, distortion.cy = b.cy;
+  EXPECT_TRUE(convert_test::SameParams(b, distortion));
   ASSERT_TRUE(back.HasSpace());
   EXPECT_TRUE(utils::IsSameSpace(*back.GetSpace(), tavrin::PhoXiCameraSpace));
 }
@@ -122,7 +115,7 @@ INSTANTIATE_TEST_SUITE_P(RecognisedResolutions, ScanCloudRoundTrip,
                          ::testing::Combine(::testing::Values(glm::uvec2(1680, 1200), glm::uvec2(2064, 1544),
                                                               glm::uvec2(1440, 1080), glm::uvec2(1120, 800),
                                                               glm::uvec2(1032, 772)),
-                                            ::testing::Values(1u, 2u, 3u)),
+                                            ::testing::Values(1u, 2u)),
                          [](const ::testing::TestParamInfo<RoundTripCase>& info) {
                            const glm::uvec2 r = std::get<0>(info.param);
                            return std::to_string(r.x) + "x" + std::to_string(r.y) + "_seed" +

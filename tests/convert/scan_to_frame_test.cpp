@@ -11,7 +11,6 @@ namespace {
 
 using convert_test::AddPoint;
 using convert_test::EmptyScan;
-using convert_test::FullParams;
 using tavrin::ColorOutput;
 using tavrin_test::LogCapture;
 
@@ -62,28 +61,6 @@ TEST(PointCloudToFrame, OtherGridTypesConvertedOrSkippedAndPoseNeedsView) {
   EXPECT_EQ(frame->Info.SensorPosition, pho::api::Point3_64f(0.0, 0.0, 0.0));
 }
 
-TEST(ScanToFrame, ColourAndIntensityTextures) {
-  zelk::Scan scan = EmptyScan(1032, 772);
-  scan.AddColors();
-  scan.AddIntensities();
-  const std::uint32_t index = AddPoint(scan, 4, 2, glm::vec3(1.0f, 2.0f, 3.0f));
-  scan.GetColors()[index] = zelk::Color3f(1.0f, 0.5f, 0.0f);
-  scan.GetIntensities()[index] = 0.25f;
-
-  const auto colour = tavrin::ScanToPhoFrame(scan, ColorOutput::Color);
-  ASSERT_NE(colour, nullptr);
-  EXPECT_EQ(colour->TextureRGB.At(2, 4), pho::api::ColorRGB_16(255, 128, 0));
-  EXPECT_EQ(colour->PointCloud.At(2, 4), pho::api::Point3_32f(1.0f, 2.0f, 3.0f));
-
-  const auto intensity = tavrin::ScanToPhoFrame(scan, ColorOutput::Intensity);
-  ASSERT_NE(intensity, nullptr);
-  EXPECT_EQ(intensity->TextureRGB.At(2, 4), pho::api::ColorRGB_16(63, 0, 0));
-
-  const auto none = tavrin::ScanToPhoFrame(scan, ColorOutput::None);
-  ASSERT_NE(none, nullptr);
-  EXPECT_TRUE(none->TextureRGB.Empty());
-}
-
 TEST(ScanToFrame, IntensityWithoutIntensitiesLeavesTextureEmpty) {
   zelk::Scan scan = EmptyScan(1032, 772);
   AddPoint(scan, 0, 0, glm::vec3(1.0f));
@@ -113,27 +90,6 @@ TEST(ScanToFrame, ScanWithoutSpaceGivesNoFrame) {
   scan.SetSpace(std::nullopt);
   EXPECT_EQ(tavrin::ScanToPhoFrame(scan, ColorOutput::Color), nullptr);
   EXPECT_EQ(log.Lines().size(), 1u);
-}
-
-// A frame built from a scan has no success flag: the device-handle overload
-// refuses it, the calibration overload converts it back.
-TEST(ScanToFrame, FrameConvertsBackOnlyWithCalibration) {
-  LogCapture log;
-  zelk::Scan scan = EmptyScan(1032, 772);
-  scan.SetCameraParams(FullParams());
-  AddPoint(scan, 4, 2, glm::vec3(1.0f, 2.0f, 3.0f));
-  const auto frame = tavrin::ScanToPhoFrame(scan, ColorOutput::None);
-  ASSERT_NE(frame, nullptr);
-
-  zelk::Scan refused;
-  EXPECT_FALSE(tavrin::PhoFrameToScan(frame, pho::api::PPhoXi(), refused, {}));
-  EXPECT_TRUE(log.Has(ulog::Level::Fail, "Input frame can not be empty.", "phoxi_streamer::PhoXiDevice::ReadPFrame"));
-
-  zelk::Scan back;
-  ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), back, {}));
-  EXPECT_EQ(back.GetCoords(), (std::vector<glm::uvec2>{{4, 2}}));
-  EXPECT_EQ(back.GetPositions()[0], glm::vec3(1.0f, 2.0f, 3.0f));
-  EXPECT_TRUE(back.HasSpace());
 }
 
 }  // namespace
