@@ -38,30 +38,23 @@ std::shared_ptr<pho::api::Frame> RowFrame(int n) {
   return frame;
 }
 
-// An empty acceptance function keeps everything and is never called (calling
-// it would throw std::bad_function_call).
+// Pixels with three zero coordinates (-0 too) are unmeasured; a NaN
+// coordinate is measured. An empty acceptance function keeps everything and
+// is never called (calling it would throw std::bad_function_call).
 TEST(FrameToScan, KeepsMeasuredPixelsInTraversalOrder) {
   LogCapture log;
+  auto frame = TwoPointFrame();
+  frame->PointCloud.At(3, 4) = pho::api::Point3_32f(0.0f, std::numeric_limits<float>::quiet_NaN(), 0.0f);
+  frame->PointCloud.At(5, 6) = pho::api::Point3_32f(-0.0f, 0.0f, -0.0f);
   zelk::Scan scan;
-  ASSERT_TRUE(tavrin::PhoFrameToScan(TwoPointFrame(), FullParams(), scan, tavrin::AcceptanceFunction()));
+  ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, tavrin::AcceptanceFunction()));
   EXPECT_EQ(scan.GetResolution(), glm::uvec2(1032, 772));
-  ASSERT_EQ(scan.GetPointCount(), 2u);
-  EXPECT_EQ(scan.GetCoords(), (std::vector<glm::uvec2>{{1, 0}, {0, 1}}));
+  EXPECT_EQ(scan.GetCoords(), (std::vector<glm::uvec2>{{1, 0}, {0, 1}, {4, 3}}));
+  ASSERT_EQ(scan.GetPointCount(), 3u);
   EXPECT_EQ(scan.GetPositions()[0], glm::vec3(1.0f, 2.0f, 3.0f));
   EXPECT_EQ(scan.GetPositions()[1], glm::vec3(0.0f, 0.0f, 5.0f));
+  EXPECT_TRUE(std::isnan(scan.GetPositions()[2].y));
   EXPECT_TRUE(log.Empty());
-}
-
-TEST(FrameToScan, NanCoordinateCountsAsMeasured) {
-  auto frame = EmptyFrame(1032, 772);
-  const float nan = std::numeric_limits<float>::quiet_NaN();
-  frame->PointCloud.At(3, 4) = pho::api::Point3_32f(0.0f, nan, 0.0f);
-  frame->PointCloud.At(5, 6) = pho::api::Point3_32f(-0.0f, 0.0f, -0.0f);  // negative zero: unmeasured
-  zelk::Scan scan;
-  ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
-  ASSERT_EQ(scan.GetPointCount(), 1u);
-  EXPECT_EQ(scan.GetCoords()[0], glm::uvec2(4, 3));
-  EXPECT_TRUE(std::isnan(scan.GetPositions()[0].y));
 }
 
 struct AcceptanceCase {

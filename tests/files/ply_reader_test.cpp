@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <stdexcept>
@@ -195,27 +196,25 @@ PlyContent FacesContent(std::vector<std::vector<double>> faces) {
   return content;
 }
 
+// Triangles fill one row each; a short list does not advance, so the next
+// face overwrites its row; "vertex_index" is accepted as the list name.
 TEST(PlyReaderFaces, TriangleListsFillOneRowEach) {
-  const PointCloud cloud = ReadContent(FacesContent({{3, 0, 1, 2}, {3, 1, 2, 3}}));
-  ASSERT_EQ(cloud.faces.rows, 2);
-  ASSERT_EQ(cloud.faces.type(), CV_32SC3);
-  EXPECT_EQ(cloud.faces.at<cv::Vec3i>(0, 0), cv::Vec3i(0, 1, 2));
-  EXPECT_EQ(cloud.faces.at<cv::Vec3i>(1, 0), cv::Vec3i(1, 2, 3));
-}
-
-TEST(PlyReaderFaces, AShortListDoesNotAdvanceSoTheNextFaceOverwritesIt) {
-  const PointCloud cloud = ReadContent(FacesContent({{2, 3, 3}, {3, 0, 1, 2}}));
-  ASSERT_EQ(cloud.faces.rows, 2);
-  EXPECT_EQ(cloud.faces.at<cv::Vec3i>(0, 0), cv::Vec3i(0, 1, 2));
-}
-
-TEST(PlyReaderFaces, VertexIndexIsAcceptedAsTheListName) {
-  PlyContent content;
-  content.elements.push_back(tavrin_test::SampleVertices(3, false, false));
-  content.elements.push_back({"face", {{"float", "vertex_index", "int"}}, {{3, 2.9, -0.5, 1}}});
-  const PointCloud cloud = ReadContent(content, PlyEncoding::Ascii);
-  ASSERT_EQ(cloud.faces.rows, 1);
-  EXPECT_EQ(cloud.faces.at<cv::Vec3i>(0, 0), cv::Vec3i(2, 0, 1));
+  PlyContent named = FacesContent({});
+  named.elements.back() = {"face", {{"float", "vertex_index", "int"}}, {{3, 2.9, -0.5, 1}}};
+  const struct {
+    PlyContent content;
+    int rows;
+    std::vector<cv::Vec3i> first;
+  } cases[] = {{FacesContent({{3, 0, 1, 2}, {3, 1, 2, 3}}), 2, {{0, 1, 2}, {1, 2, 3}}},
+               {FacesContent({{2, 3, 3}, {3, 0, 1, 2}}), 2, {{0, 1, 2}}},
+               {named, 1, {{2, 0, 1}}}};
+  for (const auto& c : cases) {
+    const PointCloud cloud = ReadContent(c.content);
+    ASSERT_EQ(cloud.faces.rows, c.rows);
+    ASSERT_EQ(cloud.faces.type(), CV_32SC3);
+    for (std::size_t i = 0; i < c.first.size(); ++i)
+      EXPECT_EQ(cloud.faces.at<cv::Vec3i>(static_cast<int>(i), 0), c.first[i]);
+  }
 }
 
 TEST(PlyReaderFaces, FourIndicesThrowNonTriangular) {
@@ -232,21 +231,21 @@ TEST(PlyReaderFaces, FourIndicesThrowNonTriangular) {
 }
 
 // Metadata presence: the element list given replaces the sample metadata.
-PlyContent WithMetadata(std::initializer_list<const char*> keep) {
+PlyContent WithMetadata(const std::vector<std::string>& keep) {
   PlyContent content;
   content.headerLines = {IdentificationLine(2, 1)};
   content.elements.push_back(tavrin_test::SampleVertices(2, false, false));
   for (auto& element : tavrin_test::SampleMetadata()) {
-    for (const char* name : keep) {
-      if (element.name == name) content.elements.push_back(element);
-    }
+    if (std::find(keep.begin(), keep.end(), element.name) != keep.end()) content.elements.push_back(element);
   }
   return content;
 }
 
+const std::vector<std::string> kCalibration = {"camera_matrix", "distortion_matrix", "camera_resolution",
+                                               "frame_binning"};
+
 TEST(PlyReaderMetadata, CalibrationWithoutCameraIsDropped) {
-  const PointCloud cloud =
-      ReadContent(WithMetadata({"camera_matrix", "distortion_matrix", "camera_resolution", "frame_binning"}));
+  const PointCloud cloud = ReadContent(WithMetadata(kCalibration));
   EXPECT_FALSE(cloud.hasView);
   EXPECT_FALSE(cloud.hasCalibration);
   EXPECT_EQ(cloud.xAxis, glm::vec3(1, 0, 0));
@@ -259,18 +258,12 @@ TEST(PlyReaderMetadata, CalibrationWithoutCameraIsDropped) {
 }
 
 TEST(PlyReaderMetadata, CameraWithIncompleteCalibrationGivesPoseOnly) {
-  for (const char* missing : {"camera_matrix", "distortion_matrix", "camera_resolution", "frame_binning"}) {
-    std::vector<const char*> keep;
-    for (const char* name : {"camera", "camera_matrix", "distortion_matrix", "camera_resolution", "frame_binning"}) {
-      if (std::string(name) != missing) keep.push_back(name);
+  for (const std::string& missing : kCalibration) {
+    std::vector<std::string> keep = {"camera"};
+    for (const std::string& name : kCalibration) {
+      if (name != missing) keep.push_back(name);
     }
-    PlyContent content = WithMetadata({});
-    for (auto& element : tavrin_test::SampleMetadata()) {
-      for (const char* name : keep) {
-        if (element.name == name) content.elements.push_back(element);
-      }
-    }
-    const PointCloud cloud = ReadContent(content);
+    const PointCloud cloud = ReadContent(WithMetadata(keep));
     EXPECT_TRUE(cloud.hasView) << missing;
     EXPECT_EQ(cloud.viewPoint, glm::vec3(10, 20, 30)) << missing;
     EXPECT_FALSE(cloud.hasCalibration) << missing;
@@ -290,8 +283,9 @@ TEST(PlyReaderMetadata, MissingPoseComponentsAreZeroIncludingAxes) {
 }
 
 TEST(PlyReaderMetadata, FirstCameraGivesThePoseAndLastCalibrationInstanceWins) {
-  PlyContent content = WithMetadata({"camera", "camera_matrix", "distortion_matrix", "camera_resolution",
-                                     "frame_binning"});
+  std::vector<std::string> all = kCalibration;
+  all.push_back("camera");
+  PlyContent content = WithMetadata(all);
   for (PlyElement& element : content.elements) {
     if (element.name == "camera") {
       std::vector<double> second(12, 5.0);
@@ -305,12 +299,12 @@ TEST(PlyReaderMetadata, FirstCameraGivesThePoseAndLastCalibrationInstanceWins) {
 }
 
 TEST(PlyReaderMetadata, ElementsWithoutInstancesOrPropertiesCountAsMissing) {
-  PlyContent content = WithMetadata({"camera_matrix", "distortion_matrix", "camera_resolution", "frame_binning"});
-  content.elements.push_back({"camera", {}, {{}}});
-  EXPECT_FALSE(ReadContent(content).hasView);
-  PlyContent empty = WithMetadata({"camera_matrix", "distortion_matrix", "camera_resolution", "frame_binning"});
-  empty.elements.push_back({"camera", {{"float", "view_px", ""}}, {}});
-  EXPECT_FALSE(ReadContent(empty).hasView);
+  const PlyElement noRows{"camera", {{"float", "view_px", ""}}, {}};
+  for (const PlyElement& camera : {PlyElement{"camera", {}, {{}}}, noRows}) {
+    PlyContent content = WithMetadata(kCalibration);
+    content.elements.push_back(camera);
+    EXPECT_FALSE(ReadContent(content).hasView);
+  }
 }
 
 TEST(PlyReaderMetadata, AFifteenthDistortionCoefficientIsIgnored) {
