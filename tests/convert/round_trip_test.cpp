@@ -120,42 +120,6 @@ INSTANTIATE_TEST_SUITE_P(RecognisedResolutions, ScanCloudRoundTrip,
                                   std::to_string(std::get<1>(info.param));
                          });
 
-// The binned example: every grid cell of a 1032 x 772 scan is converted and
-// back; cells whose position is (0, 0, 0) do not come back.
-TEST(ScanCloudRoundTrip, BinnedScanWithOriginPoints) {
-  zelk::Scan scan = EmptyScan(1032, 772);
-  zelk::ScanCameraParams params = convert_test::FullParams();
-  params.fx = 1000.0f;
-  params.cx = 516.0f;
-  scan.SetCameraParams(params);
-  scan.SetTimestamp(7.0);
-  scan.AddNormals();
-  scan.AddIntensities();
-  const std::uint32_t origin = convert_test::AddPoint(scan, 100, 200, glm::vec3(0.0f));
-  const std::uint32_t kept = convert_test::AddPoint(scan, 101, 200, glm::vec3(-3.0f, 4.0f, 1000.0f));
-  scan.GetNormals()[origin] = glm::vec3(0.0f, 0.0f, -1.0f);
-  scan.GetNormals()[kept] = glm::vec3(0.0f, 0.8f, -0.6f);
-  scan.GetIntensities()[kept] = 0.5f;
-
-  const auto cloud = tavrin::ZelkScanToPhoPointCloud(scan, ColorOutput::Intensity);
-  ASSERT_NE(cloud, nullptr);
-  EXPECT_EQ(cloud->frameBinning, (std::vector<float>{2.0f, 2.0f}));
-  EXPECT_EQ(cloud->cameraMatrix[0], 2000.0f);
-  zelk::Scan back;
-  ASSERT_TRUE(tavrin::PhoPointcloudToZelkScan(back, *cloud));
-  ASSERT_EQ(back.GetPointCount(), 1u);
-  EXPECT_EQ(back.GetCoords()[0], glm::uvec2(101, 200));
-  EXPECT_EQ(back.GetPositions()[0], glm::vec3(-3.0f, 4.0f, 1000.0f));
-  ExpectNear(back.GetNormals()[0], glm::vec3(0.0f, 0.8f, -0.6f), 1e-7f);
-  EXPECT_EQ(back.GetIntensities()[0], 127.0f * 0.003921569f);
-  EXPECT_EQ(back.GetCameraParams().fx, 1000.0f);
-  EXPECT_EQ(back.GetCameraParams().cx, 516.0f);
-  EXPECT_EQ(back.GetCameraParams().k2, params.k2);
-  ASSERT_TRUE(back.HasSpace());
-  EXPECT_EQ(back.GetSpace()->id, "PhoXi Camera");
-  EXPECT_FALSE(back.GetTimestamp().has_value());
-}
-
 // Through a frame and back: the full chain keeps the points of a scan.
 TEST(ScanCloudRoundTrip, ThroughFrameAndBack) {
   std::mt19937 random(11);

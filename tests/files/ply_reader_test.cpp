@@ -68,12 +68,8 @@ TEST_P(PlyReaderEncodingTest, FillsGridsPoseAndCalibrationCellByCell) {
   EXPECT_EQ(cloud.cameraResolution, (std::vector<float>{2064, 1544}));
   EXPECT_EQ(cloud.frameBinning, (std::vector<float>{1, 1}));
   EXPECT_EQ(cloud.validPoints, 12);
-}
-
-TEST_P(PlyReaderEncodingTest, GivesTheSameCloudAsLittleEndianForBothLineEndings) {
-  const PointCloud reference = ReadContent(PhotoneoContent(5, 2), PlyEncoding::BinaryLittleEndian);
-  ExpectSameCloud(ReadContent(PhotoneoContent(5, 2), GetParam(), "\n"), reference);
-  ExpectSameCloud(ReadContent(PhotoneoContent(5, 2), GetParam(), "\r\n"), reference);
+  // Header lines ending in CR LF read alike.
+  ExpectSameCloud(ReadContent(PhotoneoContent(4, 3), GetParam(), "\r\n"), cloud);
 }
 
 INSTANTIATE_TEST_SUITE_P(AllFormats, PlyReaderEncodingTest,
