@@ -73,6 +73,30 @@ TEST(IsPhotoneoPly, NeedsThePlyExtensionAndTheIdentificationOnTheThirdLine) {
   EXPECT_FALSE(IsPhotoneoPly(dir.File("folder.ply")));
 }
 
+// The probe reads no more than the start of a header: a file without line
+// ends can neither exhaust memory nor keep it reading for ever.
+TEST(IsPhotoneoPly, EndlessFileWithoutLineEndsIsNoPhotoneoPly) {
+  ScratchDir dir;
+  const std::string endless = dir.File("endless.ply");
+  std::error_code error;
+  std::filesystem::create_symlink("/dev/zero", endless, error);
+  if (error) GTEST_SKIP() << "no /dev/zero to link to: " << error.message();
+  EXPECT_FALSE(IsPhotoneoPly(endless));
+}
+
+TEST(IsPhotoneoPly, HeaderLinesAreJudgedWithinTheirBound) {
+  ScratchDir dir;
+  const std::string identification = "obj_info Photoneo PLY PointCloud\n";
+  // A long first line within the bound does not hide the identification on
+  // the third line; one beyond it makes the file no header.
+  EXPECT_TRUE(IsPhotoneoPly(dir.Write("long.ply", "ply " + std::string(60000, 'x') + "\nformat\n" + identification)));
+  EXPECT_FALSE(IsPhotoneoPly(dir.Write("huge.ply", "ply " + std::string(70000, 'x') + "\nformat\n" + identification)));
+  // Only the beginning of the third line counts, however long it is.
+  EXPECT_TRUE(IsPhotoneoPly(
+      dir.Write("tail.ply", "ply\nformat\nobj_info Photoneo PLY PointCloud" + std::string(100000, 'y') + "\n")));
+  EXPECT_FALSE(IsPhotoneoPly(dir.Write("short.ply", "ply\nformat\nobj_info Photoneo")));
+}
+
 TEST(ImportPhoPly, AMissingFileOrADirectoryIsReportedWithItsPath) {
   ScratchDir dir;
   std::filesystem::create_directory(dir.File("x.ply"));
