@@ -278,20 +278,24 @@ TEST(PlyReaderMetadata, MissingPoseComponentsAreZeroIncludingAxes) {
   EXPECT_EQ(cloud.zAxis, glm::vec3(0, 0, 0));
 }
 
-TEST(PlyReaderMetadata, FirstCameraGivesThePoseAndLastCalibrationInstanceWins) {
-  std::vector<std::string> all = kCalibration;
-  all.push_back("camera");
-  PlyContent content = WithMetadata(all);
+// The first camera instance gives the pose, the last instance of a
+// calibration element wins, and a fifteenth distortion coefficient is ignored.
+TEST(PlyReaderMetadata, FirstCameraLastCalibrationAndFourteenCoefficients) {
+  PlyContent content = PhotoneoContent(2, 1);
   for (PlyElement& element : content.elements) {
-    if (element.name == "camera") {
-      std::vector<double> second(12, 5.0);
-      element.rows.push_back(second);
-    }
+    if (element.name == "camera") element.rows.push_back(std::vector<double>(12, 5.0));
     if (element.name == "frame_binning") element.rows.push_back({2, 2});
+    if (element.name == "distortion_matrix") {
+      element.properties.push_back({"float", "dm14", ""});
+      element.rows[0].push_back(9.0);
+    }
   }
   const PointCloud cloud = ReadContent(content, PlyEncoding::Ascii);
   EXPECT_EQ(cloud.viewPoint, glm::vec3(10, 20, 30));
   EXPECT_EQ(cloud.frameBinning, (std::vector<float>{2, 2}));
+  EXPECT_TRUE(cloud.hasCalibration);
+  ASSERT_EQ(cloud.distortionMatrix.size(), 14u);
+  EXPECT_EQ(cloud.distortionMatrix[13], 0.0f);
 }
 
 TEST(PlyReaderMetadata, ElementsWithoutInstancesOrPropertiesCountAsMissing) {
@@ -301,20 +305,6 @@ TEST(PlyReaderMetadata, ElementsWithoutInstancesOrPropertiesCountAsMissing) {
     content.elements.push_back(camera);
     EXPECT_FALSE(ReadContent(content).hasView);
   }
-}
-
-TEST(PlyReaderMetadata, AFifteenthDistortionCoefficientIsIgnored) {
-  PlyContent content = PhotoneoContent(2, 1);
-  for (PlyElement& element : content.elements) {
-    if (element.name == "distortion_matrix") {
-      element.properties.push_back({"float", "dm14", ""});
-      element.rows[0].push_back(9.0);
-    }
-  }
-  const PointCloud cloud = ReadContent(content);
-  EXPECT_TRUE(cloud.hasCalibration);
-  ASSERT_EQ(cloud.distortionMatrix.size(), 14u);
-  EXPECT_EQ(cloud.distortionMatrix[13], 0.0f);
 }
 
 // Each gives the default cloud with RPly's message, or none (nullptr: not
