@@ -101,6 +101,8 @@ TEST_P(PlyReaderOrganisationTest, GridFollowsTheIdentificationWhenTheCountMatche
   EXPECT_EQ(cloud.points.at<cv::Vec3f>(last / c.cols, last % c.cols)[2], 1000.0f + last);
 }
 
+// How the text itself parses is the identification parser's table; these
+// rows are about what the reader makes of the pairs.
 INSTANTIATE_TEST_SUITE_P(
     Identification, PlyReaderOrganisationTest,
     ::testing::Values(
@@ -108,13 +110,8 @@ INSTANTIATE_TEST_SUITE_P(
         OrganisationCase{"OneVertexMore", {IdentificationLine(4, 3)}, 13, 13, 1},
         OrganisationCase{"NoIdentification", {}, 6, 6, 1},
         OrganisationCase{"WidthNotANumber", {"obj_info Photoneo PLY PointCloud ( Width = abc; Height = 3)"}, 6, 6, 1},
-        OrganisationCase{"NoSpaces", {"obj_info Photoneo PLY PointCloud(Width=3;Height=2)"}, 6, 2, 3},
         OrganisationCase{"ExtraItems", {"obj_info Photoneo PLY PointCloud ( Width = 3; Height = 2; Version = 1.9)"},
                          6, 2, 3},
-        OrganisationCase{"EmptyItemBetweenSemicolons", {"obj_info Photoneo PLY PointCloud (Width = 3; ; Height = 2)"},
-                         6, 2, 3},
-        OrganisationCase{"FirstItemWithoutEquals", {"obj_info Photoneo PLY PointCloud (Width 3; Height = 2)"}, 6, 6,
-                         1},
         OrganisationCase{"LaterLineOverrides",
                          {IdentificationLine(6, 1), "obj_info Photoneo PLY PointCloud (Height = 3; Width = 2)"}, 6, 3,
                          2},
