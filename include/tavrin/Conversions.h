@@ -34,7 +34,8 @@ using AcceptanceFunction = std::function<bool(const glm::vec3&)>;
 // Adds to `scan` (normally new) the frame's resolution, intrinsics scaled from
 // the full-resolution `params`, pose, timestamp, and every measured pixel
 // `accept` keeps, with normals, colours and intensities where the frame has
-// those maps; points keep the frame's units (mm). Precondition: a usable frame
+// those maps (other properties of the scan get zero elements for the new
+// points); points keep the frame's units (mm). Precondition: a usable frame
 // (non-null, successful, not empty, with a point cloud), not checked here.
 // False for a resolution outside the sensor table (only the resolution is set
 // then) or when the scan refuses the points (everything but the points set).

@@ -14,9 +14,11 @@
 #include <ulog/ulog.h>
 #include <zelk/Color.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -77,6 +79,20 @@ void ReportFilter(std::size_t removed, std::size_t kept) {
   ulog::Info("Acceptance function removed " + std::to_string(removed) + " of " + std::to_string(total) + " (" +
                  text + "%) points.",
              kFilterComponent);
+}
+
+// A scan handed in may already hold properties that this frame has no map
+// for (or one of another element type). AddPointsAt leaves their new
+// elements unwritten: they become zero, as for a point added on its own,
+// rather than whatever the scan's memory held.
+void ZeroUnfilledProperties(zelk::Scan& scan, std::uint32_t first, std::size_t count,
+                            std::initializer_list<const void*> filled) {
+  for (const std::string& name : scan.GetPropertyNames()) {
+    void* data = scan.GetPropertyData(name);
+    if (data == nullptr || std::find(filled.begin(), filled.end(), data) != filled.end()) continue;
+    const std::size_t size = scan.GetProperty(name)->GetElementSize();
+    std::memset(static_cast<unsigned char*>(data) + std::size_t{first} * size, 0, count * size);
+  }
 }
 
 }  // namespace
@@ -158,6 +174,7 @@ bool PhoFrameToScan(const std::shared_ptr<pho::api::Frame>& frame, const zelk::S
   glm::vec3* normals = hasNormalMap ? scan.GetNormals() : nullptr;
   auto* colors = hasRgbMap ? scan.GetPropertyArray<zelk::Color3f>(zelk::PointCloud::COLORS) : nullptr;
   auto* intensities = hasTexture ? scan.GetPropertyArray<float>(zelk::PointCloud::INTENSITIES) : nullptr;
+  ZeroUnfilledProperties(scan, first, kept, {normals, colors, intensities});
   if (normals) normals += first;
   if (colors) colors += first;
   if (intensities) intensities += first;

@@ -1,13 +1,19 @@
 #include "ConvertTestSupport.h"
+#include "support/IncompleteCalibrations.h"
 #include "support/LogCapture.h"
 
 #include <tavrin/Conversions.h>
 #include <tavrin/Spaces.h>
 
+#include <PhoXi.h>
+#include <PhoXiControl.h>
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <vector>
 
 namespace {
@@ -37,30 +43,23 @@ std::shared_ptr<pho::api::Frame> RowFrame(int n) {
   return frame;
 }
 
-// An empty acceptance function keeps everything and is never called (calling
-// it would throw std::bad_function_call).
+// Pixels with three zero coordinates (-0 too) are unmeasured; a NaN
+// coordinate is measured. An empty acceptance function keeps everything and
+// is never called (calling it would throw std::bad_function_call).
 TEST(FrameToScan, KeepsMeasuredPixelsInTraversalOrder) {
   LogCapture log;
+  auto frame = TwoPointFrame();
+  frame->PointCloud.At(3, 4) = pho::api::Point3_32f(0.0f, std::numeric_limits<float>::quiet_NaN(), 0.0f);
+  frame->PointCloud.At(5, 6) = pho::api::Point3_32f(-0.0f, 0.0f, -0.0f);
   zelk::Scan scan;
-  ASSERT_TRUE(tavrin::PhoFrameToScan(TwoPointFrame(), FullParams(), scan, tavrin::AcceptanceFunction()));
+  ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, tavrin::AcceptanceFunction()));
   EXPECT_EQ(scan.GetResolution(), glm::uvec2(1032, 772));
-  ASSERT_EQ(scan.GetPointCount(), 2u);
-  EXPECT_EQ(scan.GetCoords(), (std::vector<glm::uvec2>{{1, 0}, {0, 1}}));
+  EXPECT_EQ(scan.GetCoords(), (std::vector<glm::uvec2>{{1, 0}, {0, 1}, {4, 3}}));
+  ASSERT_EQ(scan.GetPointCount(), 3u);
   EXPECT_EQ(scan.GetPositions()[0], glm::vec3(1.0f, 2.0f, 3.0f));
   EXPECT_EQ(scan.GetPositions()[1], glm::vec3(0.0f, 0.0f, 5.0f));
+  EXPECT_TRUE(std::isnan(scan.GetPositions()[2].y));
   EXPECT_TRUE(log.Empty());
-}
-
-TEST(FrameToScan, NanCoordinateCountsAsMeasured) {
-  auto frame = EmptyFrame(1032, 772);
-  const float nan = std::numeric_limits<float>::quiet_NaN();
-  frame->PointCloud.At(3, 4) = pho::api::Point3_32f(0.0f, nan, 0.0f);
-  frame->PointCloud.At(5, 6) = pho::api::Point3_32f(-0.0f, 0.0f, -0.0f);  // negative zero: unmeasured
-  zelk::Scan scan;
-  ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
-  ASSERT_EQ(scan.GetPointCount(), 1u);
-  EXPECT_EQ(scan.GetCoords()[0], glm::uvec2(4, 3));
-  EXPECT_TRUE(std::isnan(scan.GetPositions()[0].y));
 }
 
 struct AcceptanceCase {
@@ -99,17 +98,8 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(AcceptanceCase{3, 3.0f, "Acceptance function removed 1 of 3 (33.333332%) points."},
                       AcceptanceCase{3, 2.0f, "Acceptance function removed 2 of 3 (66.666664%) points."},
                       AcceptanceCase{100, 76.0f, "Acceptance function removed 25 of 100 (25.000000%) points."},
+                      AcceptanceCase{2, 2.0f, "Acceptance function removed 1 of 2 (50.000000%) points."},
                       AcceptanceCase{4, 100.0f, ""}));
-
-TEST(FrameToScan, AcceptanceOnTwoPointExample) {
-  LogCapture log;
-  zelk::Scan scan;
-  ASSERT_TRUE(
-      tavrin::PhoFrameToScan(TwoPointFrame(), FullParams(), scan, [](const glm::vec3& p) { return p.z < 4.0f; }));
-  ASSERT_EQ(scan.GetPointCount(), 1u);
-  EXPECT_EQ(scan.GetCoords()[0], glm::uvec2(1, 0));
-  EXPECT_TRUE(log.Has(ulog::Level::Info, "Acceptance function removed 1 of 2 (50.000000%) points.", kFilterComponent));
-}
 
 TEST(FrameToScan, RemovingEverythingReportsAndThenFails) {
   LogCapture log;
@@ -161,84 +151,65 @@ INSTANTIATE_TEST_SUITE_P(Sizes, FrameToScanRefusedResolution,
                                            ResolutionCase{772, 1032}));
 
 TEST(FrameToScan, ScalesIntrinsicsOfBinnedFrameAndLeavesCallersRecord) {
-  zelk::ScanCameraParams params = FullParams();
-  params.fx = 2000.0f;
-  params.cx = 1032.0f;
-  const zelk::ScanCameraParams original = params;
+  const zelk::ScanCameraParams params = FullParams();
   zelk::Scan scan;
   ASSERT_TRUE(tavrin::PhoFrameToScan(TwoPointFrame(), params, scan, {}));
-  const zelk::ScanCameraParams& scaled = scan.GetCameraParams();
-  EXPECT_EQ(scaled.fx, 1000.0f);
-  EXPECT_EQ(scaled.cx, 516.0f);
-  EXPECT_EQ(scaled.fy, 1005.0f);
-  EXPECT_EQ(scaled.cy, 386.0f);
-  EXPECT_EQ(scaled.k1, original.k1);
-  EXPECT_EQ(scaled.k3, original.k3);
-  EXPECT_EQ(scaled.p2, original.p2);
-  EXPECT_EQ(params.fx, original.fx);
-  EXPECT_EQ(params.cx, original.cx);
+  EXPECT_TRUE(convert_test::SameParams(scan.GetCameraParams(),
+                                       convert_test::Params(1000, 1005, 516, 386, 0.1f, 0.2f, 0.5f, 0.3f, 0.4f)));
+  EXPECT_TRUE(convert_test::SameParams(params, FullParams()));
 }
 
-TEST(FrameToScan, FullResolutionKeepsIntrinsics) {
-  zelk::Scan scan;
-  ASSERT_TRUE(tavrin::PhoFrameToScan(RowFrame(1), FullParams(), scan, {}));
-  EXPECT_EQ(scan.GetCameraParams().fx, 2000.0f);
-  EXPECT_EQ(scan.GetCameraParams().cy, 772.0f);
-}
-
-// 16-bit sensor channels become c * 255 / 1024 truncated, modulo 256.
-TEST(FrameToScan, ColourChannelArithmetic) {
+// 16-bit sensor channels become c * 255 / 1024 truncated, modulo 256; the
+// intensity is the texture over 65535. The channels of one pixel differ so
+// that a swapped channel shows.
+TEST(FrameToScan, ColourChannelAndIntensityArithmetic) {
   const std::vector<std::pair<std::uint16_t, unsigned>> cases = {{0, 0},      {512, 127},  {1023, 254}, {1027, 255},
                                                                  {1028, 255}, {1029, 0},   {1100, 17},  {4, 0},
                                                                  {5, 1},      {65535, 191}};
+  const float textures[] = {65535.0f, 0.0f, 32767.5f, 100000.0f};
   auto frame = EmptyFrame(2064, 1544);
   frame->TextureRGB.Resize(frame->PointCloud.Size);
+  frame->Texture.Resize(frame->PointCloud.Size);
   for (std::size_t i = 0; i < cases.size(); ++i) {
     const int x = static_cast<int>(i);
     frame->PointCloud.At(0, x) = pho::api::Point3_32f(1.0f, 1.0f, 1.0f);
-    // The channels of one pixel differ so that a swapped channel shows.
     frame->TextureRGB.At(0, x) = pho::api::ColorRGB_16(cases[i].first, 0, 1023);
+    frame->Texture.At(0, x) = pho::api::Intensity_32f(textures[i % 4]);
   }
   zelk::Scan scan;
   ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
-  ASSERT_TRUE(scan.HasColors());
+  ASSERT_TRUE(scan.HasColors() && scan.HasIntensities());
   ASSERT_EQ(scan.GetPointCount(), cases.size());
   for (std::size_t i = 0; i < cases.size(); ++i) {
     const zelk::Color3f& c = scan.GetColors()[i];
     const zelk::Color3f expected(zelk::Color3b(static_cast<unsigned char>(cases[i].second), 0, 254));
-    EXPECT_EQ(c.r, expected.r) << "channel value " << cases[i].first;
-    EXPECT_EQ(c.g, expected.g);
-    EXPECT_EQ(c.b, expected.b);
+    EXPECT_TRUE(c.r == expected.r && c.g == expected.g && c.b == expected.b) << "channel value " << cases[i].first;
+    EXPECT_EQ(scan.GetIntensities()[i], textures[i % 4] / 65535.0f);
   }
 }
 
-TEST(FrameToScan, IntensityIsTextureOver65535) {
-  const std::vector<float> textures = {65535.0f, 0.0f, 32767.5f, 100000.0f};
-  auto frame = EmptyFrame(1680, 1200);
-  frame->Texture.Resize(frame->PointCloud.Size);
-  for (std::size_t i = 0; i < textures.size(); ++i) {
-    frame->PointCloud.At(2, static_cast<int>(i)) = pho::api::Point3_32f(1.0f, 2.0f, 3.0f);
-    frame->Texture.At(2, static_cast<int>(i)) = pho::api::Intensity_32f(textures[i]);
+// Into a scan that already holds a point with normals: the frame's points
+// follow it, their normals from the map by pixel, or zero without a map
+// (never what the scan's spare memory held).
+TEST(FrameToScan, NormalsOfAddedPointsComeFromTheMapOrAreZero) {
+  for (const bool withMap : {true, false}) {
+    auto frame = TwoPointFrame();
+    if (withMap) {
+      frame->NormalMap.Resize(frame->PointCloud.Size);
+      frame->NormalMap.At(0, 1) = pho::api::Point3_32f(0.0f, 0.6f, -0.8f);
+      frame->NormalMap.At(1, 0) = pho::api::Point3_32f(1.0f, 0.0f, 0.0f);
+    }
+    zelk::Scan scan = convert_test::EmptyScan(1032, 772);
+    scan.AddNormals();
+    scan.Reserve(3);
+    convert_test::AddPoint(scan, 9, 9, glm::vec3(1.0f));
+    std::fill(scan.GetNormals(), scan.GetNormals() + 3, glm::vec3(7.0f));  // stale beyond the point
+    ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
+    ASSERT_EQ(scan.GetPointCount(), 3u);
+    EXPECT_EQ(scan.GetNormals()[0], glm::vec3(7.0f));
+    EXPECT_EQ(scan.GetNormals()[1], withMap ? glm::vec3(0.0f, 0.6f, -0.8f) : glm::vec3(0.0f)) << withMap;
+    EXPECT_EQ(scan.GetNormals()[2], withMap ? glm::vec3(1.0f, 0.0f, 0.0f) : glm::vec3(0.0f)) << withMap;
   }
-  zelk::Scan scan;
-  ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
-  ASSERT_TRUE(scan.HasIntensities());
-  EXPECT_EQ(scan.GetIntensities()[0], 1.0f);
-  EXPECT_EQ(scan.GetIntensities()[1], 0.0f);
-  EXPECT_EQ(scan.GetIntensities()[2], 32767.5f / 65535.0f);
-  EXPECT_EQ(scan.GetIntensities()[3], 100000.0f / 65535.0f);
-}
-
-TEST(FrameToScan, NormalsAreCopiedByPixel) {
-  auto frame = TwoPointFrame();
-  frame->NormalMap.Resize(frame->PointCloud.Size);
-  frame->NormalMap.At(0, 1) = pho::api::Point3_32f(0.0f, 0.6f, -0.8f);
-  frame->NormalMap.At(1, 0) = pho::api::Point3_32f(1.0f, 0.0f, 0.0f);
-  zelk::Scan scan;
-  ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
-  ASSERT_TRUE(scan.HasNormals());
-  EXPECT_EQ(scan.GetNormals()[0], glm::vec3(0.0f, 0.6f, -0.8f));
-  EXPECT_EQ(scan.GetNormals()[1], glm::vec3(1.0f, 0.0f, 0.0f));
 }
 
 struct MapPresence {
@@ -275,37 +246,28 @@ TEST(FrameToScan, MapOfAnotherSizeIsNotRead) {
   EXPECT_FALSE(scan.HasNormals());
 }
 
-TEST(FrameToScan, IdentityPoseGivesCameraSpaceAndTimestamp) {
-  auto frame = TwoPointFrame();
-  frame->Info.FrameTimestamp = 42.25;
+// The frame test is exact: the identity pose gives the camera space, any
+// deviation from it, however small, leaves the point space alone.
+TEST(FrameToScan, OnlyTheExactIdentityPoseGivesCameraSpace) {
+  std::vector<pho::api::FrameInfo> poses(4);
+  poses[1].SensorPosition = pho::api::Point3_64f(0.0, 0.0, 1.0);
+  poses[2].SensorXAxis = pho::api::Point3_64f(1.0, 0.0, 1e-12);
+  poses[3].SensorZAxis = pho::api::Point3_64f(0.0, 0.0, 1.0 + 1e-9);  // 1.0f in float; the test is on doubles
+  for (std::size_t k = 0; k < poses.size(); ++k) {
+    auto frame = TwoPointFrame();
+    frame->Info = poses[k];
+    frame->Info.FrameTimestamp = 42.25;
+    zelk::Scan scan;
+    ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
+    EXPECT_EQ(scan.GetTimestamp(), std::optional<double>(42.25));
+    ASSERT_EQ(scan.HasSpace(), k == 0) << k;
+  }
   zelk::Scan scan;
-  ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
-  ASSERT_TRUE(scan.HasSpace());
+  ASSERT_TRUE(tavrin::PhoFrameToScan(TwoPointFrame(), FullParams(), scan, {}));
   EXPECT_EQ(scan.GetSpace()->id, "PhoXi Camera");
   EXPECT_TRUE(utils::IsSameSpace(*scan.GetSpace(), tavrin::PhoXiCameraSpace));
   EXPECT_EQ(scan.GetCameraPosition(), glm::vec3(0.0f));
   EXPECT_EQ(scan.GetCameraBasis(tavrin::PhoXiCameraSpace), glm::mat3(1.0f));
-  ASSERT_TRUE(scan.GetTimestamp().has_value());
-  EXPECT_EQ(*scan.GetTimestamp(), 42.25);
-}
-
-// The frame test is exact: any deviation from the identity pose, however
-// small, leaves the point space alone.
-TEST(FrameToScan, PoseOffIdentityLeavesSpaceUnset) {
-  const std::vector<pho::api::FrameInfo> poses = [] {
-    std::vector<pho::api::FrameInfo> list(3);
-    list[0].SensorPosition = pho::api::Point3_64f(0.0, 0.0, 1.0);
-    list[1].SensorXAxis = pho::api::Point3_64f(1.0, 0.0, 1e-12);
-    list[2].SensorZAxis = pho::api::Point3_64f(0.0, 0.0, 1.0 + 1e-9);  // 1.0f in float; the test is on doubles
-    return list;
-  }();
-  for (const pho::api::FrameInfo& info : poses) {
-    auto frame = TwoPointFrame();
-    frame->Info = info;
-    zelk::Scan scan;
-    ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
-    EXPECT_FALSE(scan.HasSpace());
-  }
 }
 
 TEST(FrameToScan, SensorPoseBecomesCameraPoseInFloat) {
@@ -331,6 +293,105 @@ TEST(FrameToScan, NullFrameIsRefusedByTheConversion) {
   zelk::Scan scan;
   EXPECT_FALSE(tavrin::PhoFrameToScan(std::shared_ptr<pho::api::Frame>(), FullParams(), scan, {}));
   EXPECT_TRUE(log.Has(ulog::Level::Fail, "Scan can not be converted or it is empty.", kConvertComponent));
+}
+
+// The device-handle overload: frame checks, then the device's calibration.
+const char* const kDeviceComponent = "phoxi_streamer::PhoXiDevice::ReadPFrame";
+
+std::shared_ptr<pho::api::Frame> PointFrame() {
+  auto frame = EmptyFrame(2064, 1544);
+  frame->PointCloud.At(7, 9) = pho::api::Point3_32f(1.0f, 2.0f, 3.0f);
+  return frame;
+}
+
+class FrameToScanDevice : public ::testing::Test {
+protected:
+  void SetUp() override { pho::sim::Reset(); }
+  void TearDown() override {
+    device_.Reset();
+    pho::sim::Reset();
+  }
+
+  // The calibration is set as given (a device definition would replace an
+  // empty camera matrix with the default one).
+  pho::api::PPhoXi Connect(const pho::api::PhoXiCalibrationSettings& calibration) {
+    pho::sim::VirtualDevice definition;
+    definition.HWIdentification = "convert-test-device";
+    EXPECT_TRUE(pho::sim::AddDevice(definition));
+    EXPECT_TRUE(pho::sim::SetCalibration(definition.HWIdentification, calibration));
+    device_ = factory_.CreateAndConnect(definition.HWIdentification, pho::api::PhoXiTimeout::Milliseconds(1000));
+    EXPECT_TRUE(device_);
+    return device_;
+  }
+
+  pho::api::PhoXiFactory factory_;
+  pho::api::PPhoXi device_;
+};
+
+// Frames that are not usable are refused before the device is asked anything.
+TEST_F(FrameToScanDevice, RefusesUnusableFrames) {
+  std::vector<std::shared_ptr<pho::api::Frame>> frames;
+  frames.push_back(nullptr);
+  frames.push_back(PointFrame());
+  frames.back()->Successful = false;
+  frames.push_back(std::make_shared<pho::api::Frame>());
+  frames.back()->Successful = true;
+  frames.push_back(std::make_shared<pho::api::Frame>());  // only a texture, no point cloud
+  frames.back()->Successful = true;
+  frames.back()->Texture.Resize(pho::api::PhoXiSize(2064, 1544));
+  for (const auto& frame : frames) {
+    LogCapture log;
+    zelk::Scan scan;
+    EXPECT_FALSE(tavrin::PhoFrameToScan(frame, pho::api::PPhoXi(), scan, {}));
+    EXPECT_TRUE(log.Has(ulog::Level::Fail, "Input frame can not be empty.", kDeviceComponent));
+    EXPECT_EQ(log.Lines().size(), 1u);
+    EXPECT_EQ(scan.GetResolution(), glm::uvec2(0, 0));
+  }
+}
+
+TEST_F(FrameToScanDevice, WithoutDeviceTheCalibrationIsIncorrect) {
+  LogCapture log;
+  zelk::Scan scan;
+  EXPECT_FALSE(tavrin::PhoFrameToScan(PointFrame(), pho::api::PPhoXi(), scan, {}));
+  EXPECT_TRUE(log.Has(ulog::Level::Warn, "Calibration settings are incorrect.", kDeviceComponent));
+  EXPECT_EQ(scan.GetResolution(), glm::uvec2(0, 0));
+}
+
+// A calibration that holds less than the translation reads is refused, never
+// read past its end, and the scan is left untouched.
+class IncompleteDeviceCalibration : public FrameToScanDevice,
+                                    public ::testing::WithParamInterface<tavrin_test::IncompleteCalibration> {};
+
+TEST_P(IncompleteDeviceCalibration, IsRefused) {
+  const pho::api::PPhoXi device = Connect(GetParam().settings);
+  LogCapture log;
+  zelk::Scan scan;
+  EXPECT_FALSE(tavrin::PhoFrameToScan(PointFrame(), device, scan, {}));
+  EXPECT_TRUE(log.Has(ulog::Level::Warn, "Calibration settings are incorrect.", kDeviceComponent));
+  EXPECT_EQ(log.Lines().size(), 1u);
+  EXPECT_EQ(scan.GetResolution(), glm::uvec2(0, 0));
+}
+
+INSTANTIATE_TEST_SUITE_P(Calibrations, IncompleteDeviceCalibration,
+                         ::testing::ValuesIn(tavrin_test::IncompleteCalibrations()),
+                         [](const ::testing::TestParamInfo<tavrin_test::IncompleteCalibration>& info) {
+                           return info.param.name;
+                         });
+
+TEST_F(FrameToScanDevice, ConvertsWithTheDevicesCalibration) {
+  pho::api::PhoXiCalibrationSettings calibration = pho::sim::DefaultCalibration(pho::api::PhoXiSize(2064, 1544));
+  calibration.CameraMatrix.At(0, 0) = 2250.5;
+  calibration.CameraMatrix.At(1, 2) = 770.25;
+  calibration.DistortionCoefficients = {0.1, 0.2, 0.3, 0.4, 0.5, 0.6};
+  const pho::api::PPhoXi device = Connect(calibration);
+  zelk::Scan scan;
+  ASSERT_TRUE(tavrin::PhoFrameToScan(PointFrame(), device, scan, {}));
+  EXPECT_EQ(scan.GetCameraParams().fx, 2250.5f);
+  EXPECT_EQ(scan.GetCameraParams().cy, 770.25f);
+  EXPECT_EQ(scan.GetCameraParams().k3, 0.5f);
+  EXPECT_EQ(scan.GetCameraParams().p1, 0.3f);
+  ASSERT_EQ(scan.GetPointCount(), 1u);
+  EXPECT_EQ(scan.GetCoords()[0], glm::uvec2(9, 7));
 }
 
 }  // namespace

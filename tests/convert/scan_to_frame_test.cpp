@@ -1,4 +1,12 @@
 // Scan -> point cloud -> frame, and the point-cloud-to-frame step on its own.
+//
+// ScanToPhoFrame (and ExportPhoPly through it) puts a scan's points straight
+// into the frame's maps, in bands of rows on several threads for a large
+// scan. It must give exactly the frame of the two steps it stands for,
+// ZelkScanToPhoPointCloud then PhoPointCloudToPhoFrame, with their messages:
+// here on a scan with points sharing cells, points outside the grid, zero
+// normals, NaN and out-of-range intensities and colours, in every kind of
+// space and for every colour output.
 #include "ConvertTestSupport.h"
 #include "support/LogCapture.h"
 
@@ -7,13 +15,99 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <vector>
+
 namespace {
 
 using convert_test::AddPoint;
 using convert_test::EmptyScan;
-using convert_test::FullParams;
 using tavrin::ColorOutput;
 using tavrin_test::LogCapture;
+
+// More points than one band takes, so large scans are split.
+zelk::Scan BusyScan(const utils::SpaceDefinition& space) {
+  constexpr unsigned kWidth = 640;
+  constexpr unsigned kHeight = 480;
+  zelk::Scan scan = convert_test::EmptyScan(kWidth, kHeight, space);
+  scan.SetCameraParams(convert_test::FullParams());
+  scan.SetCameraPosition(glm::vec3(0.5f, -1.0f, 2.0f));
+  scan.AddNormals();
+  scan.AddIntensities();
+  scan.AddColors();
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  for (std::uint32_t k = 0; k < 300000; ++k) {
+    // Every 17th point lands on the cell of a point before it.
+    const std::uint32_t cell = k % 17 == 0 ? (k * 7919u) % (k + 1) : (k * 2654435761u) % (kWidth * kHeight);
+    const std::uint32_t i = convert_test::AddPoint(scan, cell % kWidth, cell / kWidth,
+                                                   glm::vec3(0.25f * k, -0.5f * (k % 97), 500.0f + k % 1000));
+    scan.GetNormals()[i] = k % 23 == 0 ? glm::vec3(0.0f) : glm::vec3(0.1f * (k % 5), -0.3f, -1.0f);
+    scan.GetIntensities()[i] = k % 29 == 0 ? nan : -0.5f + 2.0f * static_cast<float>(k % 101) / 100.0f;
+    scan.GetColors()[i] = zelk::Color3f(static_cast<float>(k % 300) / 255.0f, k % 31 == 0 ? nan : 0.5f, -0.1f);
+  }
+  // Points of the cut-off rows and columns fall outside the grid.
+  scan.SetResolution(glm::uvec2(kWidth - 3, kHeight - 5));
+  return scan;
+}
+
+template <class E>
+bool SameMap(const pho::api::Mat2D<E>& a, const pho::api::Mat2D<E>& b) {
+  return a.Size == b.Size && a.GetElementsCount() == b.GetElementsCount() &&
+         (a.Empty() || std::memcmp(a.GetDataPtr(), b.GetDataPtr(), a.GetDataSize()) == 0);
+}
+
+TEST(ScanToFrameDirect, GivesTheFrameOfTheCloudStepsBitForBit) {
+  utils::SpaceDefinition custom;
+  custom.id = "custom";
+  custom.category = utils::SpaceCategory::Custom;
+  custom.units = utils::Units::Meters;
+  const std::vector<const utils::SpaceDefinition*> spaces = {&tavrin::PhoXiCameraSpace, &tavrin::ZelkCameraSpace,
+                                                             &custom};
+  for (const utils::SpaceDefinition* space : spaces) {
+    const zelk::Scan scan = BusyScan(*space);
+    for (const ColorOutput output : {ColorOutput::None, ColorOutput::Intensity, ColorOutput::Color}) {
+      SCOPED_TRACE(space->id + " " + std::to_string(static_cast<int>(output)));
+      LogCapture stepsLog;
+      const auto cloud = tavrin::ZelkScanToPhoPointCloud(scan, output);
+      ASSERT_NE(cloud, nullptr);
+      const auto steps = tavrin::PhoPointCloudToPhoFrame(*cloud);
+      const std::size_t stepsLines = stepsLog.Lines().size();
+      stepsLog.Clear();
+      const auto direct = tavrin::ScanToPhoFrame(scan, output);
+      ASSERT_NE(steps, nullptr);
+      ASSERT_NE(direct, nullptr);
+      EXPECT_EQ(stepsLog.Lines().size(), stepsLines);
+      EXPECT_TRUE(SameMap(direct->PointCloud, steps->PointCloud));
+      EXPECT_TRUE(SameMap(direct->NormalMap, steps->NormalMap));
+      EXPECT_TRUE(SameMap(direct->TextureRGB, steps->TextureRGB));
+      EXPECT_TRUE(direct->Texture.Empty() && direct->DepthMap.Empty());
+      EXPECT_EQ(std::memcmp(&direct->Info, &steps->Info, sizeof direct->Info), 0);
+      EXPECT_EQ(direct->Successful, steps->Successful);
+    }
+  }
+}
+
+// In the PhoXi camera space the correction is the identity: the frame holds
+// every point of the grid at its cell, the last of a cell winning, whichever
+// band of rows it fell in.
+TEST(ScanToFrameDirect, EveryPointReachesItsCellAcrossBands) {
+  const zelk::Scan scan = BusyScan(tavrin::PhoXiCameraSpace);
+  const glm::uvec2 grid = scan.GetResolution();
+  std::vector<pho::api::Point3_32f> expected(static_cast<std::size_t>(grid.x) * grid.y);
+  for (std::uint32_t i = 0; i < scan.GetPointCount(); ++i) {
+    const glm::uvec2 cell = scan.GetCoords()[i];
+    if (cell.x >= grid.x || cell.y >= grid.y) continue;
+    const glm::vec3 p = glm::mat3(1.0f) * scan.GetPositions()[i];  // as corrected: -0 becomes 0
+    expected[static_cast<std::size_t>(cell.y) * grid.x + cell.x] = pho::api::Point3_32f(p.x, p.y, p.z);
+  }
+  const auto frame = tavrin::ScanToPhoFrame(scan, ColorOutput::None);
+  ASSERT_NE(frame, nullptr);
+  ASSERT_EQ(frame->PointCloud.GetElementsCount(), expected.size());
+  EXPECT_EQ(std::memcmp(frame->PointCloud.GetDataPtr(), expected.data(), frame->PointCloud.GetDataSize()), 0);
+}
 
 TEST(PointCloudToFrame, UnorganisedCloudIsRefused) {
   LogCapture log;
@@ -62,28 +156,6 @@ TEST(PointCloudToFrame, OtherGridTypesConvertedOrSkippedAndPoseNeedsView) {
   EXPECT_EQ(frame->Info.SensorPosition, pho::api::Point3_64f(0.0, 0.0, 0.0));
 }
 
-TEST(ScanToFrame, ColourAndIntensityTextures) {
-  zelk::Scan scan = EmptyScan(1032, 772);
-  scan.AddColors();
-  scan.AddIntensities();
-  const std::uint32_t index = AddPoint(scan, 4, 2, glm::vec3(1.0f, 2.0f, 3.0f));
-  scan.GetColors()[index] = zelk::Color3f(1.0f, 0.5f, 0.0f);
-  scan.GetIntensities()[index] = 0.25f;
-
-  const auto colour = tavrin::ScanToPhoFrame(scan, ColorOutput::Color);
-  ASSERT_NE(colour, nullptr);
-  EXPECT_EQ(colour->TextureRGB.At(2, 4), pho::api::ColorRGB_16(255, 128, 0));
-  EXPECT_EQ(colour->PointCloud.At(2, 4), pho::api::Point3_32f(1.0f, 2.0f, 3.0f));
-
-  const auto intensity = tavrin::ScanToPhoFrame(scan, ColorOutput::Intensity);
-  ASSERT_NE(intensity, nullptr);
-  EXPECT_EQ(intensity->TextureRGB.At(2, 4), pho::api::ColorRGB_16(63, 0, 0));
-
-  const auto none = tavrin::ScanToPhoFrame(scan, ColorOutput::None);
-  ASSERT_NE(none, nullptr);
-  EXPECT_TRUE(none->TextureRGB.Empty());
-}
-
 TEST(ScanToFrame, IntensityWithoutIntensitiesLeavesTextureEmpty) {
   zelk::Scan scan = EmptyScan(1032, 772);
   AddPoint(scan, 0, 0, glm::vec3(1.0f));
@@ -113,27 +185,6 @@ TEST(ScanToFrame, ScanWithoutSpaceGivesNoFrame) {
   scan.SetSpace(std::nullopt);
   EXPECT_EQ(tavrin::ScanToPhoFrame(scan, ColorOutput::Color), nullptr);
   EXPECT_EQ(log.Lines().size(), 1u);
-}
-
-// A frame built from a scan has no success flag: the device-handle overload
-// refuses it, the calibration overload converts it back.
-TEST(ScanToFrame, FrameConvertsBackOnlyWithCalibration) {
-  LogCapture log;
-  zelk::Scan scan = EmptyScan(1032, 772);
-  scan.SetCameraParams(FullParams());
-  AddPoint(scan, 4, 2, glm::vec3(1.0f, 2.0f, 3.0f));
-  const auto frame = tavrin::ScanToPhoFrame(scan, ColorOutput::None);
-  ASSERT_NE(frame, nullptr);
-
-  zelk::Scan refused;
-  EXPECT_FALSE(tavrin::PhoFrameToScan(frame, pho::api::PPhoXi(), refused, {}));
-  EXPECT_TRUE(log.Has(ulog::Level::Fail, "Input frame can not be empty.", "phoxi_streamer::PhoXiDevice::ReadPFrame"));
-
-  zelk::Scan back;
-  ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), back, {}));
-  EXPECT_EQ(back.GetCoords(), (std::vector<glm::uvec2>{{4, 2}}));
-  EXPECT_EQ(back.GetPositions()[0], glm::vec3(1.0f, 2.0f, 3.0f));
-  EXPECT_TRUE(back.HasSpace());
 }
 
 }  // namespace

@@ -5,9 +5,14 @@
 
 #include "support/PlyBuilder.h"
 
+#include <ZelkLayout.h>
+#include <zelk/Scan.h>
+
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <functional>
+#include <fstream>
 #include <string>
 
 namespace files_test {
@@ -47,6 +52,15 @@ inline void ExpectDefaultCloud(const pho_ply_io::PointCloud& cloud) {
   ExpectSameCloud(cloud, pho_ply_io::PointCloud());
 }
 
+// The second line of a PLY file, its "format" line.
+inline std::string PlyFormatLine(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::string line;
+  std::getline(in, line);
+  std::getline(in, line);
+  return line;
+}
+
 inline std::string IdentificationLine(int width, int height) {
   return "obj_info Photoneo PLY PointCloud ( Width = " + std::to_string(width) +
          "; Height = " + std::to_string(height) + ")";
@@ -60,6 +74,38 @@ inline tavrin_test::PlyContent PhotoneoContent(int width, int height) {
   content.elements.push_back(tavrin_test::SampleVertices(width * height, true, true));
   for (auto& element : tavrin_test::SampleMetadata()) content.elements.push_back(element);
   return content;
+}
+
+// Five points with every well-known property (colours zero) on a 4 x 3 grid,
+// in a camera space of its own.
+inline zelk::Scan SampleScan() {
+  zelk::Scan scan;
+  scan.SetResolution(glm::uvec2(4, 3));
+  scan.AddNormals();
+  scan.AddColors();
+  scan.AddIntensities();
+  for (unsigned i = 0; i < 5; ++i) {
+    const std::uint32_t index = scan.AddPointAt(i % 4, i % 3);
+    scan.GetPositions()[index] = glm::vec3(static_cast<float>(i), 1.0f, 2.0f);
+    scan.GetNormals()[index] = glm::vec3(0.0f, 0.0f, -1.0f);
+    scan.GetIntensities()[index] = 0.25f * static_cast<float>(i);
+  }
+  scan.SetTimestamp(12.5);
+  utils::SpaceDefinition space;
+  space.id = "seed";
+  space.category = utils::SpaceCategory::Camera;
+  scan.SetSpace(space);
+  return scan;
+}
+
+// A ".zelk" file's bytes with `edit` applied to the layout of its first scan.
+inline std::string EditedZelk(const std::string& bytes,
+                              const std::function<void(tavrin_fuzz::ZelkScanLayout&)>& edit) {
+  std::optional<tavrin_fuzz::ZelkLayout> layout = tavrin_fuzz::ParseZelk(bytes);
+  EXPECT_TRUE(layout && !layout->scans.empty());
+  if (!layout || layout->scans.empty()) return bytes;
+  edit(layout->scans[0]);
+  return tavrin_fuzz::EncodeZelk(*layout);
 }
 
 }  // namespace files_test

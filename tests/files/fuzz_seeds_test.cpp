@@ -8,7 +8,6 @@
 
 #include <PrawFile.h>
 #include <PrawLayout.h>
-#include <ZelkLayout.h>
 
 #include <zelk/Exporter.h>
 
@@ -79,17 +78,9 @@ void WritePlySeeds() {
   PlyContent types;
   types.headerLines = {"comment every type", "obj_info (Width = 2; Height = 1)"};
   types.elements.push_back({"mixed",
-                            {{"char", "a", ""},
-                             {"uchar", "b", ""},
-                             {"short", "c", ""},
-                             {"ushort", "d", ""},
-                             {"int", "e", ""},
-                             {"uint", "f", ""},
-                             {"float", "g", ""},
-                             {"double", "h", ""},
-                             {"int8", "a", ""},
-                             {"float32", "l", "ushort"},
-                             {"double", "m", "uint"}},
+                            {{"char", "a", ""}, {"uchar", "b", ""}, {"short", "c", ""}, {"ushort", "d", ""},
+                             {"int", "e", ""}, {"uint", "f", ""}, {"float", "g", ""}, {"double", "h", ""},
+                             {"int8", "a", ""}, {"float32", "l", "ushort"}, {"double", "m", "uint"}},
                             {{-128, 255, -32768, 65535, -2147483648.0, 4294967295.0, 1.5, -2.25, 127, 2, 0.5, 1e30,
                               0},
                              {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 7}}});
@@ -115,26 +106,6 @@ void WriteObjInfoSeeds() {
   for (const auto& text : kTexts) Write("obj_info", text[0], text[1]);
 }
 
-zelk::Scan SampleScan() {
-  zelk::Scan scan;
-  scan.SetResolution(glm::uvec2(4, 3));
-  scan.AddNormals();
-  scan.AddColors();
-  scan.AddIntensities();
-  for (unsigned i = 0; i < 5; ++i) {
-    const std::uint32_t index = scan.AddPointAt(i % 4, i % 3);
-    scan.GetPositions()[index] = glm::vec3(static_cast<float>(i), 1.0f, 2.0f);
-    scan.GetNormals()[index] = glm::vec3(0.0f, 0.0f, -1.0f);
-    scan.GetIntensities()[index] = 0.25f * static_cast<float>(i);
-  }
-  scan.SetTimestamp(12.5);
-  utils::SpaceDefinition space;
-  space.id = "seed";
-  space.category = utils::SpaceCategory::Camera;
-  scan.SetSpace(space);
-  return scan;
-}
-
 std::string Encoded(const zelk::Exporter& exporter) {
   const std::vector<char> bytes = exporter.Encode();
   return std::string(bytes.begin(), bytes.end());
@@ -143,9 +114,9 @@ std::string Encoded(const zelk::Exporter& exporter) {
 void WriteZelkSeeds() {
   zelk::Exporter none;
   zelk::Exporter one;
-  one.AddScan(SampleScan());
+  one.AddScan(files_test::SampleScan());
   zelk::Exporter two;
-  two.AddScan(SampleScan());
+  two.AddScan(files_test::SampleScan());
   two.AddScan(zelk::Scan());
   Write("zelk", "valid-no-scans.zelk", Encoded(none));
   Write("zelk", "valid-one-scan.zelk", Encoded(one));
@@ -159,10 +130,7 @@ void WriteZelkSeeds() {
   // property of another element type (with the bytes to match) and grids far
   // larger than their points; the largest sparse grid is still a scan.
   const auto edited = [&bytes](const std::function<void(tavrin_fuzz::ZelkScanLayout&)>& edit) {
-    std::optional<tavrin_fuzz::ZelkLayout> layout = tavrin_fuzz::ParseZelk(bytes);
-    EXPECT_TRUE(layout);
-    edit(layout->scans.at(0));
-    return tavrin_fuzz::EncodeZelk(*layout);
+    return files_test::EditedZelk(bytes, edit);
   };
   const auto retyped = [&edited](const std::string& name, zelk::DataType type) {
     return edited([&](tavrin_fuzz::ZelkScanLayout& scan) { scan.Retype(name, type); });

@@ -5,8 +5,7 @@
 // reads a property as the wrong type or allocates the grid.
 #include <tavrin/Files.h>
 
-#include <ZelkLayout.h>
-
+#include "FilesTestSupport.h"
 #include "support/LogCapture.h"
 #include "support/ScratchDir.h"
 
@@ -24,27 +23,6 @@ using tavrin_test::LogCapture;
 
 const char* const kImporter = "zelk::Importer";
 
-// Three points with every well-known property, in a space of its own.
-zelk::Scan SmallScan(glm::uvec2 resolution = glm::uvec2(4, 3)) {
-  zelk::Scan scan;
-  scan.SetResolution(resolution);
-  scan.AddNormals();
-  scan.AddColors();
-  scan.AddIntensities();
-  for (unsigned i = 0; i < 3; ++i) {
-    const std::uint32_t index = scan.AddPointAt(i, i % 3);
-    scan.GetPositions()[index] = glm::vec3(1.0f, 2.0f, 500.0f + static_cast<float>(i));
-    scan.GetNormals()[index] = glm::vec3(0.0f, 0.0f, -1.0f);
-    scan.GetColors()[index] = zelk::Color3f(0.5f, 0.25f, 1.0f);
-    scan.GetIntensities()[index] = 0.75f;
-  }
-  utils::SpaceDefinition space;
-  space.id = "hostile";
-  space.category = utils::SpaceCategory::Camera;
-  scan.SetSpace(space);
-  return scan;
-}
-
 struct Edit {
   const char* name;
   std::function<void(tavrin_fuzz::ZelkScanLayout&)> apply;
@@ -57,7 +35,7 @@ Edit Retype(const char* name, const std::string& property, zelk::DataType type, 
   return {name, [property, type](tavrin_fuzz::ZelkScanLayout& scan) { scan.Retype(property, type); }, reason};
 }
 
-// A grid of width x height around the three points of SmallScan.
+// A grid of width x height around the five points of SampleScan.
 Edit Grid(const char* name, std::uint32_t width, std::uint32_t height) {
   return {name,
           [width, height](tavrin_fuzz::ZelkScanLayout& scan) {
@@ -65,7 +43,7 @@ Edit Grid(const char* name, std::uint32_t width, std::uint32_t height) {
             scan.height = height;
           },
           "has a grid of " + std::to_string(width) + " x " + std::to_string(height) +
-              " cells for 3 points; a grid may have sides up to 2147483647 and 4194304 cells plus 16 per point."};
+              " cells for 5 points; a grid may have sides up to 2147483647 and 4194304 cells plus 16 per point."};
 }
 
 class HostileScanFile : public ::testing::TestWithParam<Edit> {
@@ -75,11 +53,8 @@ protected:
     zelk::Exporter exporter;
     EXPECT_TRUE(exporter.AddScan(scan));
     const std::vector<char> encoded = exporter.Encode();
-    std::optional<tavrin_fuzz::ZelkLayout> layout = tavrin_fuzz::ParseZelk(std::string(encoded.begin(), encoded.end()));
-    EXPECT_TRUE(layout && layout->scans.size() == 1);
-    if (edit) edit(layout->scans[0]);
     const std::string path = dir_.File("scan.zelk");
-    std::ofstream(path, std::ios::binary) << tavrin_fuzz::EncodeZelk(*layout);
+    std::ofstream(path, std::ios::binary) << files_test::EditedZelk(std::string(encoded.begin(), encoded.end()), edit);
     return path;
   }
 
@@ -87,7 +62,7 @@ protected:
 };
 
 TEST_P(HostileScanFile, IsRefusedWithItsReason) {
-  const std::string path = Write(SmallScan(), GetParam().apply);
+  const std::string path = Write(files_test::SampleScan(), GetParam().apply);
   LogCapture log;
   zelk::Scan scan;
   EXPECT_FALSE(tavrin::ImportScan(scan, path));
@@ -117,16 +92,18 @@ INSTANTIATE_TEST_SUITE_P(
 // could not be read back.
 TEST_F(HostileScanFile, TheLargestSparseGridReadsAndNothingLargerIsWritten) {
   zelk::Scan scan;
-  ASSERT_TRUE(tavrin::ImportScan(scan, Write(SmallScan(), Grid("", 2048, 2048).apply)));
+  ASSERT_TRUE(tavrin::ImportScan(scan, Write(files_test::SampleScan(), Grid("", 2048, 2048).apply)));
   EXPECT_EQ(scan.GetResolution(), glm::uvec2(2048, 2048));
-  EXPECT_EQ(scan.GetPointCount(), 3u);
+  EXPECT_EQ(scan.GetPointCount(), 5u);
 
   LogCapture log;
   const std::string beyond = dir_.File("beyond.zelk");
-  EXPECT_FALSE(tavrin::ExportScan(beyond, SmallScan(glm::uvec2(2048, 2049))));
+  zelk::Scan tooLarge = files_test::SampleScan();
+  tooLarge.SetResolution(glm::uvec2(2048, 2049));
+  EXPECT_FALSE(tavrin::ExportScan(beyond, tooLarge));
   EXPECT_TRUE(log.Has(ulog::Level::Fail,
                       "Can not write scan file \"" + beyond +
-                          "\". Its grid of 2048 x 2049 cells is too large for 3 points.",
+                          "\". Its grid of 2048 x 2049 cells is too large for 5 points.",
                       "tavrin::ExportScan"));
   EXPECT_FALSE(std::filesystem::exists(beyond));
 }

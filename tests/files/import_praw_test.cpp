@@ -69,14 +69,20 @@ TEST_F(ImportPrawTest, RecordingGivesTheScanOfTheLiveCaptureMinusDroppedPoints) 
   EXPECT_EQ(pho::sim::ListDevices(), std::vector<std::string>{hw});
 }
 
-TEST_F(ImportPrawTest, ImportScanRoutesRecordingsHere) {
+// A recording of a failed capture plays but converts to no scan: the import
+// fails and leaves no file camera behind.
+TEST_F(ImportPrawTest, ARecordingOfAFailedCaptureGivesNoScan) {
   const std::string hw = AddDevice();
   tavrin_test::ScratchDir dir;
-  const std::string path = (dir.Path() / "TAKE.PRAW").string();
+  const std::string path = (dir.Path() / "failed.praw").string();
+  ASSERT_TRUE(pho::sim::MakeFramesUnsuccessful(hw, 1));
   ASSERT_TRUE(tavrin_test::WriteRecording(hw, path));
+  LogCapture log;
   zelk::Scan scan;
-  EXPECT_TRUE(ImportScan(scan, path));
-  EXPECT_GT(scan.GetPointCount(), 0u);
+  EXPECT_FALSE(ImportPraw(scan, path));
+  EXPECT_TRUE(log.Has(ulog::Level::Warn, "Can not acquire scan. PhoXi frame data invalid.", "GetScan"));
+  EXPECT_EQ(scan.GetPointCount(), 0u);
+  EXPECT_EQ(pho::sim::ListDevices(), std::vector<std::string>{hw});
 }
 
 TEST_F(ImportPrawTest, FailsWithOneMessageWhenTheRecordingCannotBePlayed) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 #include <utility>
 #include <vector>
@@ -45,33 +46,23 @@ INSTANTIATE_TEST_SUITE_P(
         ParseCase{"Empty", "", {}}),
     [](const auto& info) { return std::string(info.param.label); });
 
-TEST(TakeParenthesised, ReturnsTheFirstBalancedGroupAndKeepsTheRest) {
+// The string steps take what they return off the front of their argument,
+// and leave it whole when there is nothing to take.
+TEST(ObjInfoStrings, TakeFromTheFrontOrLeaveTheStringWhole) {
   std::string s = "a (b (c) d) e (f)";
   EXPECT_EQ(TakeParenthesised(s), "b (c) d");
   EXPECT_EQ(s, " e (f)");
-}
-
-TEST(TakeParenthesised, LeavesTheStringWhenThereIsNoClosedGroup) {
   for (std::string text : {"", "no group", "open ( only", "a)(b)"}) {
-    std::string s = text;
-    EXPECT_EQ(TakeParenthesised(s), "") << text;
-    EXPECT_EQ(s, text);
+    std::string t = text;
+    EXPECT_EQ(TakeParenthesised(t), "") << text;
+    EXPECT_EQ(t, text);
   }
-}
-
-TEST(SplitAtChar, CutsAtTheFirstOccurrence) {
-  std::string s = "a;b;c";
-  EXPECT_EQ(SplitAtChar(s, ';'), "a");
-  EXPECT_EQ(s, "b;c");
-  std::string none = "abc";
-  EXPECT_EQ(SplitAtChar(none, ';'), "");
-  EXPECT_EQ(none, "abc");
-  std::string leading = ";x";
-  EXPECT_EQ(SplitAtChar(leading, ';'), "");
-  EXPECT_EQ(leading, "x");
-}
-
-TEST(TrimSpaces, RemovesOnlySpaceCharacters) {
+  const std::vector<std::array<std::string, 3>> splits = {{"a;b;c", "a", "b;c"}, {"abc", "", "abc"}, {";x", "", "x"}};
+  for (const auto& [text, head, rest] : splits) {
+    std::string t = text;
+    EXPECT_EQ(SplitAtChar(t, ';'), head) << text;
+    EXPECT_EQ(t, rest);
+  }
   EXPECT_EQ(TrimSpaces("  a b  "), "a b");
   EXPECT_EQ(TrimSpaces("    "), "");
   EXPECT_EQ(TrimSpaces(" \tx\t "), "\tx\t");

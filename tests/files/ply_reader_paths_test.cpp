@@ -100,20 +100,14 @@ const PathCase kContentCases[] = {
     {"NoZ", [] { return WithVertices({"float x", "float y", "float nx", "float ny", "float nz"}, 4, 3, 12); }},
     {"BlueFirst", [] { return WithVertices({"float x", "float y", "float z", "uchar blue", "uchar red"}, 4, 3, 12); }},
     {"OnlyTheLastComponents", [] { return WithVertices({"float z", "float nz", "uchar blue"}, 4, 3, 12); }},
-    {"ConvertedTypes",
-     [] {
-       return WithVertices({"double x", "int y", "short z", "char nx", "float ny", "uint nz", "float red",
-                            "int green", "double blue"},
-                           5, 4, 20);
-     }},
-    {"SignedColours", [] { return WithVertices({"float x", "float y", "float z", "char red", "char green",
-                                                "char blue"}, 4, 3, 12); }},
+    {"ConvertedTypes", [] { return WithVertices({"double x", "int y", "short z", "char nx", "float ny", "uint nz",
+                                                 "float red", "int green", "double blue"}, 5, 4, 20); }},
+    {"SignedColours",
+     [] { return WithVertices({"float x", "float y", "float z", "char red", "char green", "char blue"}, 4, 3, 12); }},
     {"ExtraAndRepeatedProperties",
-     [] {
-       return WithVertices({"float x", "float Texture32", "float y", "float z", "float x", "float nx", "float ny",
-                            "float nz", "ushort extra", "uchar red", "uchar green", "uchar blue", "double more"},
-                           6, 5, 30);
-     }},
+     [] { return WithVertices({"float x", "float Texture32", "float y", "float z", "float x", "float nx", "float ny",
+                               "float nz", "ushort extra", "uchar red", "uchar green", "uchar blue", "double more"},
+                              6, 5, 30); }},
     {"FirstVertexElementLonger",
      [] {
        PlyContent content = WithVertices(kFull, 5, 2, 13);

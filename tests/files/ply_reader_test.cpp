@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <stdexcept>
@@ -67,12 +68,8 @@ TEST_P(PlyReaderEncodingTest, FillsGridsPoseAndCalibrationCellByCell) {
   EXPECT_EQ(cloud.cameraResolution, (std::vector<float>{2064, 1544}));
   EXPECT_EQ(cloud.frameBinning, (std::vector<float>{1, 1}));
   EXPECT_EQ(cloud.validPoints, 12);
-}
-
-TEST_P(PlyReaderEncodingTest, GivesTheSameCloudAsLittleEndianForBothLineEndings) {
-  const PointCloud reference = ReadContent(PhotoneoContent(5, 2), PlyEncoding::BinaryLittleEndian);
-  ExpectSameCloud(ReadContent(PhotoneoContent(5, 2), GetParam(), "\n"), reference);
-  ExpectSameCloud(ReadContent(PhotoneoContent(5, 2), GetParam(), "\r\n"), reference);
+  // Header lines ending in CR LF read alike.
+  ExpectSameCloud(ReadContent(PhotoneoContent(4, 3), GetParam(), "\r\n"), cloud);
 }
 
 INSTANTIATE_TEST_SUITE_P(AllFormats, PlyReaderEncodingTest,
@@ -104,6 +101,8 @@ TEST_P(PlyReaderOrganisationTest, GridFollowsTheIdentificationWhenTheCountMatche
   EXPECT_EQ(cloud.points.at<cv::Vec3f>(last / c.cols, last % c.cols)[2], 1000.0f + last);
 }
 
+// How the text itself parses is the identification parser's table; these
+// rows are about what the reader makes of the pairs.
 INSTANTIATE_TEST_SUITE_P(
     Identification, PlyReaderOrganisationTest,
     ::testing::Values(
@@ -111,13 +110,8 @@ INSTANTIATE_TEST_SUITE_P(
         OrganisationCase{"OneVertexMore", {IdentificationLine(4, 3)}, 13, 13, 1},
         OrganisationCase{"NoIdentification", {}, 6, 6, 1},
         OrganisationCase{"WidthNotANumber", {"obj_info Photoneo PLY PointCloud ( Width = abc; Height = 3)"}, 6, 6, 1},
-        OrganisationCase{"NoSpaces", {"obj_info Photoneo PLY PointCloud(Width=3;Height=2)"}, 6, 2, 3},
         OrganisationCase{"ExtraItems", {"obj_info Photoneo PLY PointCloud ( Width = 3; Height = 2; Version = 1.9)"},
                          6, 2, 3},
-        OrganisationCase{"EmptyItemBetweenSemicolons", {"obj_info Photoneo PLY PointCloud (Width = 3; ; Height = 2)"},
-                         6, 2, 3},
-        OrganisationCase{"FirstItemWithoutEquals", {"obj_info Photoneo PLY PointCloud (Width 3; Height = 2)"}, 6, 6,
-                         1},
         OrganisationCase{"LaterLineOverrides",
                          {IdentificationLine(6, 1), "obj_info Photoneo PLY PointCloud (Height = 3; Width = 2)"}, 6, 3,
                          2},
@@ -195,27 +189,25 @@ PlyContent FacesContent(std::vector<std::vector<double>> faces) {
   return content;
 }
 
+// Triangles fill one row each; a short list does not advance, so the next
+// face overwrites its row; "vertex_index" is accepted as the list name.
 TEST(PlyReaderFaces, TriangleListsFillOneRowEach) {
-  const PointCloud cloud = ReadContent(FacesContent({{3, 0, 1, 2}, {3, 1, 2, 3}}));
-  ASSERT_EQ(cloud.faces.rows, 2);
-  ASSERT_EQ(cloud.faces.type(), CV_32SC3);
-  EXPECT_EQ(cloud.faces.at<cv::Vec3i>(0, 0), cv::Vec3i(0, 1, 2));
-  EXPECT_EQ(cloud.faces.at<cv::Vec3i>(1, 0), cv::Vec3i(1, 2, 3));
-}
-
-TEST(PlyReaderFaces, AShortListDoesNotAdvanceSoTheNextFaceOverwritesIt) {
-  const PointCloud cloud = ReadContent(FacesContent({{2, 3, 3}, {3, 0, 1, 2}}));
-  ASSERT_EQ(cloud.faces.rows, 2);
-  EXPECT_EQ(cloud.faces.at<cv::Vec3i>(0, 0), cv::Vec3i(0, 1, 2));
-}
-
-TEST(PlyReaderFaces, VertexIndexIsAcceptedAsTheListName) {
-  PlyContent content;
-  content.elements.push_back(tavrin_test::SampleVertices(3, false, false));
-  content.elements.push_back({"face", {{"float", "vertex_index", "int"}}, {{3, 2.9, -0.5, 1}}});
-  const PointCloud cloud = ReadContent(content, PlyEncoding::Ascii);
-  ASSERT_EQ(cloud.faces.rows, 1);
-  EXPECT_EQ(cloud.faces.at<cv::Vec3i>(0, 0), cv::Vec3i(2, 0, 1));
+  PlyContent named = FacesContent({});
+  named.elements.back() = {"face", {{"float", "vertex_index", "int"}}, {{3, 2.9, -0.5, 1}}};
+  const struct {
+    PlyContent content;
+    int rows;
+    std::vector<cv::Vec3i> first;
+  } cases[] = {{FacesContent({{3, 0, 1, 2}, {3, 1, 2, 3}}), 2, {{0, 1, 2}, {1, 2, 3}}},
+               {FacesContent({{2, 3, 3}, {3, 0, 1, 2}}), 2, {{0, 1, 2}}},
+               {named, 1, {{2, 0, 1}}}};
+  for (const auto& c : cases) {
+    const PointCloud cloud = ReadContent(c.content);
+    ASSERT_EQ(cloud.faces.rows, c.rows);
+    ASSERT_EQ(cloud.faces.type(), CV_32SC3);
+    for (std::size_t i = 0; i < c.first.size(); ++i)
+      EXPECT_EQ(cloud.faces.at<cv::Vec3i>(static_cast<int>(i), 0), c.first[i]);
+  }
 }
 
 TEST(PlyReaderFaces, FourIndicesThrowNonTriangular) {
@@ -232,21 +224,21 @@ TEST(PlyReaderFaces, FourIndicesThrowNonTriangular) {
 }
 
 // Metadata presence: the element list given replaces the sample metadata.
-PlyContent WithMetadata(std::initializer_list<const char*> keep) {
+PlyContent WithMetadata(const std::vector<std::string>& keep) {
   PlyContent content;
   content.headerLines = {IdentificationLine(2, 1)};
   content.elements.push_back(tavrin_test::SampleVertices(2, false, false));
   for (auto& element : tavrin_test::SampleMetadata()) {
-    for (const char* name : keep) {
-      if (element.name == name) content.elements.push_back(element);
-    }
+    if (std::find(keep.begin(), keep.end(), element.name) != keep.end()) content.elements.push_back(element);
   }
   return content;
 }
 
+const std::vector<std::string> kCalibration = {"camera_matrix", "distortion_matrix", "camera_resolution",
+                                               "frame_binning"};
+
 TEST(PlyReaderMetadata, CalibrationWithoutCameraIsDropped) {
-  const PointCloud cloud =
-      ReadContent(WithMetadata({"camera_matrix", "distortion_matrix", "camera_resolution", "frame_binning"}));
+  const PointCloud cloud = ReadContent(WithMetadata(kCalibration));
   EXPECT_FALSE(cloud.hasView);
   EXPECT_FALSE(cloud.hasCalibration);
   EXPECT_EQ(cloud.xAxis, glm::vec3(1, 0, 0));
@@ -259,18 +251,12 @@ TEST(PlyReaderMetadata, CalibrationWithoutCameraIsDropped) {
 }
 
 TEST(PlyReaderMetadata, CameraWithIncompleteCalibrationGivesPoseOnly) {
-  for (const char* missing : {"camera_matrix", "distortion_matrix", "camera_resolution", "frame_binning"}) {
-    std::vector<const char*> keep;
-    for (const char* name : {"camera", "camera_matrix", "distortion_matrix", "camera_resolution", "frame_binning"}) {
-      if (std::string(name) != missing) keep.push_back(name);
+  for (const std::string& missing : kCalibration) {
+    std::vector<std::string> keep = {"camera"};
+    for (const std::string& name : kCalibration) {
+      if (name != missing) keep.push_back(name);
     }
-    PlyContent content = WithMetadata({});
-    for (auto& element : tavrin_test::SampleMetadata()) {
-      for (const char* name : keep) {
-        if (element.name == name) content.elements.push_back(element);
-      }
-    }
-    const PointCloud cloud = ReadContent(content);
+    const PointCloud cloud = ReadContent(WithMetadata(keep));
     EXPECT_TRUE(cloud.hasView) << missing;
     EXPECT_EQ(cloud.viewPoint, glm::vec3(10, 20, 30)) << missing;
     EXPECT_FALSE(cloud.hasCalibration) << missing;
@@ -289,87 +275,68 @@ TEST(PlyReaderMetadata, MissingPoseComponentsAreZeroIncludingAxes) {
   EXPECT_EQ(cloud.zAxis, glm::vec3(0, 0, 0));
 }
 
-TEST(PlyReaderMetadata, FirstCameraGivesThePoseAndLastCalibrationInstanceWins) {
-  PlyContent content = WithMetadata({"camera", "camera_matrix", "distortion_matrix", "camera_resolution",
-                                     "frame_binning"});
-  for (PlyElement& element : content.elements) {
-    if (element.name == "camera") {
-      std::vector<double> second(12, 5.0);
-      element.rows.push_back(second);
-    }
-    if (element.name == "frame_binning") element.rows.push_back({2, 2});
-  }
-  const PointCloud cloud = ReadContent(content, PlyEncoding::Ascii);
-  EXPECT_EQ(cloud.viewPoint, glm::vec3(10, 20, 30));
-  EXPECT_EQ(cloud.frameBinning, (std::vector<float>{2, 2}));
-}
-
-TEST(PlyReaderMetadata, ElementsWithoutInstancesOrPropertiesCountAsMissing) {
-  PlyContent content = WithMetadata({"camera_matrix", "distortion_matrix", "camera_resolution", "frame_binning"});
-  content.elements.push_back({"camera", {}, {{}}});
-  EXPECT_FALSE(ReadContent(content).hasView);
-  PlyContent empty = WithMetadata({"camera_matrix", "distortion_matrix", "camera_resolution", "frame_binning"});
-  empty.elements.push_back({"camera", {{"float", "view_px", ""}}, {}});
-  EXPECT_FALSE(ReadContent(empty).hasView);
-}
-
-TEST(PlyReaderMetadata, AFifteenthDistortionCoefficientIsIgnored) {
+// The first camera instance gives the pose, the last instance of a
+// calibration element wins, and a fifteenth distortion coefficient is ignored.
+TEST(PlyReaderMetadata, FirstCameraLastCalibrationAndFourteenCoefficients) {
   PlyContent content = PhotoneoContent(2, 1);
   for (PlyElement& element : content.elements) {
+    if (element.name == "camera") element.rows.push_back(std::vector<double>(12, 5.0));
+    if (element.name == "frame_binning") element.rows.push_back({2, 2});
     if (element.name == "distortion_matrix") {
       element.properties.push_back({"float", "dm14", ""});
       element.rows[0].push_back(9.0);
     }
   }
-  const PointCloud cloud = ReadContent(content);
+  const PointCloud cloud = ReadContent(content, PlyEncoding::Ascii);
+  EXPECT_EQ(cloud.viewPoint, glm::vec3(10, 20, 30));
+  EXPECT_EQ(cloud.frameBinning, (std::vector<float>{2, 2}));
   EXPECT_TRUE(cloud.hasCalibration);
   ASSERT_EQ(cloud.distortionMatrix.size(), 14u);
   EXPECT_EQ(cloud.distortionMatrix[13], 0.0f);
 }
 
-TEST(PlyReaderFailures, UnreadableFilesGiveTheDefaultCloudWithAnRplyMessage) {
+TEST(PlyReaderMetadata, ElementsWithoutInstancesOrPropertiesCountAsMissing) {
+  const PlyElement noRows{"camera", {{"float", "view_px", ""}}, {}};
+  for (const PlyElement& camera : {PlyElement{"camera", {}, {{}}}, noRows}) {
+    PlyContent content = WithMetadata(kCalibration);
+    content.elements.push_back(camera);
+    EXPECT_FALSE(ReadContent(content).hasView);
+  }
+}
+
+// Each gives the default cloud with RPly's message, or none (nullptr: not
+// checked) when the file reads but holds no points.
+TEST(PlyReaderFailures, UnreadableFilesGiveTheDefaultCloud) {
   ScratchDir dir;
   // Nine whole vertices of 27 bytes and 5 bytes of the tenth: its x, not its y.
   const std::string full = BuildPly(PhotoneoContent(4, 3), PlyEncoding::BinaryLittleEndian);
   const std::string truncated = full.substr(0, full.find("end_header\n") + 11 + 9 * 27 + 5);
-  const std::vector<std::pair<std::string, std::string>> cases = {
+  PlyContent withoutX;
+  withoutX.headerLines = {IdentificationLine(2, 1)};
+  withoutX.elements.push_back({"vertex", {{"float", "y", ""}, {"float", "z", ""}}, {{1, 2}, {3, 4}}});
+  const std::vector<std::pair<std::string, const char*>> cases = {
       {dir.File("missing.ply"), "RPly: Unable to open file\n"},
       {dir.Write("upper.ply", "PLY\nformat ascii 1.0\nend_header\n"), "RPly: Wrong magic number. Expected 'ply'\n"},
-      {dir.Write("truncated.ply", truncated),
-       "RPly: Error reading 'y' of 'vertex' number 9\n"},
+      {dir.Write("truncated.ply", truncated), "RPly: Error reading 'y' of 'vertex' number 9\n"},
       {dir.Write("huge.ply", "ply\nformat binary_little_endian 1.0\nelement vertex 2000000000\nproperty float x\n"
                              "end_header\n" + std::string(64, '\0')),
        "RPly: Error reading 'x' of 'vertex' number 16\n"},
+      {dir.Write("without_x.ply", BuildPly(withoutX, PlyEncoding::BinaryLittleEndian)), ""},
+      // The second "vertex" element sizes the grid but holds no data: a
+      // billion cells from a file of a hundred bytes are not allocated.
+      {dir.Write("second_vertex.ply", "ply\nformat ascii 1.0\nelement vertex 2\nproperty float x\n"
+                                      "element vertex 1000000000\nend_header\n1\n2\n"),
+       nullptr},
   };
   for (const auto& [path, message] : cases) {
     ::testing::internal::CaptureStderr();
     const PointCloud cloud(path);
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), message) << path;
+    const std::string printed = ::testing::internal::GetCapturedStderr();
+    if (message) {
+      EXPECT_EQ(printed, message) << path;
+    }
     ExpectDefaultCloud(cloud);
   }
-}
-
-TEST(PlyReaderFailures, AGridLargerThanTheFileIsNotAllocated) {
-  // The second "vertex" element sizes the grid, but without properties it
-  // holds no data: a billion cells from a file of a hundred bytes.
-  ScratchDir dir;
-  const std::string path = dir.Write("second_vertex.ply",
-                                     "ply\nformat ascii 1.0\nelement vertex 2\nproperty float x\n"
-                                     "element vertex 1000000000\nend_header\n1\n2\n");
-  ::testing::internal::CaptureStderr();
-  const PointCloud cloud(path);
-  ::testing::internal::GetCapturedStderr();
-  ExpectDefaultCloud(cloud);
-}
-
-TEST(PlyReaderFailures, AFileWithoutXGivesTheDefaultCloudSilently) {
-  PlyContent content;
-  content.headerLines = {IdentificationLine(2, 1)};
-  content.elements.push_back({"vertex", {{"float", "y", ""}, {"float", "z", ""}}, {{1, 2}, {3, 4}}});
-  ::testing::internal::CaptureStderr();
-  const PointCloud cloud = ReadContent(content);
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
-  ExpectDefaultCloud(cloud);
 }
 
 }  // namespace
