@@ -94,7 +94,7 @@ INSTANTIATE_TEST_SUITE_P(AllResolutions, SceneGeometryTest,
                            return std::to_string(info.param.Width) + "x" + std::to_string(info.param.Height);
                          });
 
-TEST_F(SimTest, FrameCarriesTexturesInTheirRanges) {
+TEST_F(SimTest, FrameCarriesTexturesInTheirRangesAndTheMapsTheOutputSettingsChoose) {
   sim::VirtualDevice device = Device("COLOUR");
   device.Type = api::PhoXiDeviceType::MotionCam3D;
   device.Texture = sim::TextureKind::Colour;
@@ -125,6 +125,33 @@ TEST_F(SimTest, FrameCarriesTexturesInTheirRanges) {
   ASSERT_TRUE(greyFrame);
   EXPECT_FALSE(greyFrame->Texture.Empty());
   EXPECT_TRUE(greyFrame->TextureRGB.Empty());
+
+  // The output settings choose the maps, and the info counts the frames.
+  grey->OutputSettings->SendNormalMap = false;
+  grey->OutputSettings->SendConfidenceMap = false;
+  grey->OutputSettings->SendEventMap = true;
+  const api::PFrame first = Capture(grey);
+  ASSERT_TRUE(first);
+  EXPECT_TRUE(first->NormalMap.Empty());
+  EXPECT_TRUE(first->ConfidenceMap.Empty());
+  EXPECT_FALSE(first->EventMap.Empty());
+  EXPECT_FALSE(first->PointCloud.Empty());
+
+  // Normals need a positive estimation radius as well.
+  grey->OutputSettings->SendNormalMap = true;
+  grey->ProcessingSettings->NormalsEstimationRadius = 0;
+  api::PFrame next = Capture(grey);
+  ASSERT_TRUE(next);
+  EXPECT_TRUE(next->NormalMap.Empty());
+  EXPECT_EQ(next->Info.FrameIndex, first->Info.FrameIndex + 1);
+  EXPECT_EQ(next->Info.TotalScanCount, first->Info.TotalScanCount + 1);
+  EXPECT_GE(next->Info.FrameTimestamp, first->Info.FrameTimestamp);
+  EXPECT_GT(first->Info.FrameDuration, 0.0);
+  EXPECT_GE(first->Info.FrameDuration, first->Info.FrameComputationDuration);
+  grey->ProcessingSettings->NormalsEstimationRadius = 3;
+  next = Capture(grey);
+  ASSERT_TRUE(next);
+  EXPECT_FALSE(next->NormalMap.Empty());
 }
 
 // Marker space: the same scene moved by the sensor pose that the frame reports.
@@ -182,37 +209,6 @@ TEST_F(SimTest, MarkerSpaceFrameIsCameraFrameMovedByARightHandedSensorPose) {
   const api::PFrame unrecognised = Capture(handle);
   ASSERT_TRUE(unrecognised);
   EXPECT_TRUE(SameBytes(camera->PointCloud, unrecognised->PointCloud));
-}
-
-TEST_F(SimTest, OutputSettingsChooseTheMapsAndTheInfoCountsFrames) {
-  api::PPhoXi handle = Connect(Device("OUTPUT"));
-  ASSERT_TRUE(handle);
-  handle->OutputSettings->SendNormalMap = false;
-  handle->OutputSettings->SendConfidenceMap = false;
-  handle->OutputSettings->SendEventMap = true;
-  const api::PFrame first = Capture(handle);
-  ASSERT_TRUE(first);
-  EXPECT_TRUE(first->NormalMap.Empty());
-  EXPECT_TRUE(first->ConfidenceMap.Empty());
-  EXPECT_FALSE(first->EventMap.Empty());
-  EXPECT_FALSE(first->PointCloud.Empty());
-
-  // Normals need a positive estimation radius as well.
-  handle->OutputSettings->SendNormalMap = true;
-  handle->ProcessingSettings->NormalsEstimationRadius = 0;
-  api::PFrame frame = Capture(handle);
-  ASSERT_TRUE(frame);
-  EXPECT_TRUE(frame->NormalMap.Empty());
-  // The info counts and times the frames.
-  EXPECT_EQ(frame->Info.FrameIndex, first->Info.FrameIndex + 1);
-  EXPECT_EQ(frame->Info.TotalScanCount, first->Info.TotalScanCount + 1);
-  EXPECT_GE(frame->Info.FrameTimestamp, first->Info.FrameTimestamp);
-  EXPECT_GT(first->Info.FrameDuration, 0.0);
-  EXPECT_GE(first->Info.FrameDuration, first->Info.FrameComputationDuration);
-  handle->ProcessingSettings->NormalsEstimationRadius = 3;
-  frame = Capture(handle);
-  ASSERT_TRUE(frame);
-  EXPECT_FALSE(frame->NormalMap.Empty());
 }
 
 }  // namespace
