@@ -6,6 +6,7 @@
 #include <PrawFile.h>
 
 #include "support/ScratchDir.h"
+#include "support/SimulatorFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -106,7 +107,7 @@ std::string Encode(const Layout& l) {
   return out;
 }
 
-class HostileRecordingTest : public ::testing::Test {
+class HostileRecordingTest : public tavrin_test::DeviceTest {
 protected:
   // Reads `bytes` as a recording; on failure checks that a reason is given
   // and the record is left alone.
@@ -211,9 +212,6 @@ INSTANTIATE_TEST_SUITE_P(
 // camera: no device reports such a calibration or such maps.
 class PlayedRecordingTest : public HostileRecordingTest, public ::testing::WithParamInterface<Spoiler> {
 protected:
-  void SetUp() override { sim::Reset(); }
-  void TearDown() override { sim::Reset(); }
-
   // The attached camera's name, empty when the recording was refused.
   std::string Attach(const Layout& layout) {
     EXPECT_TRUE(Read(Encode(layout))) << error_;
