@@ -2,6 +2,7 @@
 // Shared fixture for the simulated PhoXi API tests: a fresh PhoXi Control per
 // test and helpers to connect, capture and compare frames.
 #include "support/ScratchDir.h"
+#include "support/SimulatorFixture.h"
 
 #include <PhoXi.h>
 #include <PhoXiControl.h>
@@ -21,18 +22,15 @@ namespace api = pho::api;
 namespace sim = pho::sim;
 
 inline sim::VirtualDevice Device(const std::string& hwId, api::PhoXiSize resolution = api::PhoXiSize(1032, 772)) {
-  sim::VirtualDevice device;
-  device.HWIdentification = hwId;
+  sim::VirtualDevice device = tavrin_test::SmallDevice(hwId);
   device.Name = hwId + "-name";
   device.Resolution = resolution;
   return device;
 }
 
-class SimTest : public ::testing::Test {
+// A fresh PhoXi Control per test (from DeviceTest) and a factory to reach it.
+class SimTest : public tavrin_test::DeviceTest {
 protected:
-  void SetUp() override { sim::Reset(); }
-  void TearDown() override { sim::Reset(); }
-
   // Adds a device, connects to it in software-trigger mode and starts
   // acquiring.
   api::PPhoXi Connect(const sim::VirtualDevice& device) {

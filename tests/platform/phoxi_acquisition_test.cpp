@@ -33,7 +33,7 @@ TEST_F(SimTest, TriggerAnswersWithIdsOrTheDocumentedCodes) {
   EXPECT_EQ(sim::GetCounters("TRIG").TriggerFrameCalls, 6);
 }
 
-TEST_F(SimTest, GetSpecificFrameHandsOutEachFrameOnce) {
+TEST_F(SimTest, GetSpecificFrameHandsOutEachFrameOnceAndGetFrameInOrder) {
   api::PPhoXi handle = Connect(Device("ONCE"));
   ASSERT_TRUE(handle);
   const int a = handle->TriggerFrame();
@@ -49,6 +49,17 @@ TEST_F(SimTest, GetSpecificFrameHandsOutEachFrameOnce) {
   EXPECT_FALSE(handle->GetSpecificFrame(b + 100, api::PhoXiTimeout::Milliseconds(5)));
   EXPECT_EQ(sim::GetCounters("ONCE").GetSpecificFrameCalls, 5);
   EXPECT_EQ(sim::GetCounters("ONCE").FramesDelivered, 2);
+
+  // GetFrame in software mode hands out the triggered frames in order.
+  const int c = handle->TriggerFrame();
+  const int d = handle->TriggerFrame();
+  const api::PFrame fc = handle->GetFrame(api::PhoXiTimeout::ZeroTimeout);
+  const api::PFrame fd = handle->GetFrame(api::PhoXiTimeout::LastStored);
+  ASSERT_TRUE(fc && fd);
+  EXPECT_EQ(fc->Info.FrameIndex, static_cast<std::uint64_t>(c));
+  EXPECT_EQ(fd->Info.FrameIndex, static_cast<std::uint64_t>(d));
+  EXPECT_FALSE(handle->GetFrame(api::PhoXiTimeout::Infinity)) << "no frame is on its way";
+  EXPECT_FALSE(handle->GetFrame(api::PhoXiTimeout::Milliseconds(5)));
 }
 
 TEST_F(SimTest, LateFrameComesOnlyToThoseWhoWait) {
@@ -104,20 +115,6 @@ TEST_F(SimTest, FreeRunStreamsIntoABoundedBuffer) {
   EXPECT_EQ(sim::GetCounters("FREE").GetFrameCalls, 3);
 }
 
-TEST_F(SimTest, GetFrameInSoftwareModeReturnsTriggeredFramesInOrder) {
-  api::PPhoXi handle = Connect(Device("ORDER"));
-  ASSERT_TRUE(handle);
-  const int a = handle->TriggerFrame();
-  const int b = handle->TriggerFrame();
-  const api::PFrame fa = handle->GetFrame(api::PhoXiTimeout::ZeroTimeout);
-  const api::PFrame fb = handle->GetFrame(api::PhoXiTimeout::LastStored);
-  ASSERT_TRUE(fa && fb);
-  EXPECT_EQ(fa->Info.FrameIndex, static_cast<std::uint64_t>(a));
-  EXPECT_EQ(fb->Info.FrameIndex, static_cast<std::uint64_t>(b));
-  EXPECT_FALSE(handle->GetFrame(api::PhoXiTimeout::Infinity)) << "no frame is on its way";
-  EXPECT_FALSE(handle->GetFrame(api::PhoXiTimeout::Milliseconds(5)));
-}
-
 TEST_F(SimTest, ConnectionDropsAtOnceOrAfterTheGivenNumberOfFrames) {
   api::PPhoXi handle = Connect(Device("DROP"));
   ASSERT_TRUE(handle);
@@ -144,19 +141,6 @@ TEST_F(SimTest, ConnectionDropsAtOnceOrAfterTheGivenNumberOfFrames) {
   EXPECT_TRUE(Capture(again)) << "the last frame before the drop is delivered";
   EXPECT_FALSE(again->isConnected());
   EXPECT_EQ(again->TriggerFrame(), -6);
-}
-
-TEST_F(SimTest, ConnectionDropWakesAWaitingReader) {
-  api::PPhoXi handle = Connect(Device("WAKE"));
-  ASSERT_TRUE(handle);
-  ASSERT_TRUE(sim::SetFrameDelay("WAKE", std::chrono::seconds(30)));
-  const int id = handle->TriggerFrame();
-  std::thread dropper([] {
-    std::this_thread::sleep_for(milliseconds(20));
-    sim::DropConnection("WAKE");
-  });
-  EXPECT_FALSE(handle->GetSpecificFrame(id, api::PhoXiTimeout::Infinity));
-  dropper.join();
 }
 
 TEST_F(SimTest, UnsuccessfulFramesComeAsToldThenGoodOnes) {
@@ -266,17 +250,26 @@ TEST_F(SimTest, SeveralDevicesAtOnceWhileTheControlChanges) {
   EXPECT_EQ(frames.load(), kDevices * 4);
 }
 
-TEST_F(SimTest, DisconnectFromAnotherThreadEndsAWait) {
-  api::PPhoXi handle = Connect(Device("ENDWAIT"));
-  ASSERT_TRUE(handle);
-  ASSERT_TRUE(sim::SetFrameDelay("ENDWAIT", std::chrono::seconds(30)));
-  const int id = handle->TriggerFrame();
-  std::thread other([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    handle->Disconnect();
-  });
-  EXPECT_FALSE(handle->GetSpecificFrame(id, api::PhoXiTimeout::Infinity));
-  other.join();
+// A lost connection, or a disconnect from another thread, ends a wait for a
+// frame that is still on its way.
+TEST_F(SimTest, DropOrDisconnectFromAnotherThreadEndsAWait) {
+  for (const bool drop : {true, false}) {
+    const std::string hwId = drop ? "WAKE" : "ENDWAIT";
+    api::PPhoXi handle = Connect(Device(hwId));
+    ASSERT_TRUE(handle);
+    ASSERT_TRUE(sim::SetFrameDelay(hwId, std::chrono::seconds(30)));
+    const int id = handle->TriggerFrame();
+    std::thread other([&] {
+      std::this_thread::sleep_for(milliseconds(20));
+      if (drop) {
+        sim::DropConnection(hwId);
+      } else {
+        handle->Disconnect();
+      }
+    });
+    EXPECT_FALSE(handle->GetSpecificFrame(id, api::PhoXiTimeout::Infinity)) << hwId;
+    other.join();
+  }
 }
 
 }  // namespace

@@ -105,7 +105,16 @@ TEST_F(SimTest, StoppedControlRefusesEverythingUntilStarted) {
   EXPECT_TRUE(factory_.CreateAndConnect("D"));
 }
 
-TEST_F(SimTest, ResetRestoresTheInitialControl) {
+// Removing a device and resetting the control both drop its connections.
+TEST_F(SimTest, RemoveAndResetDropConnectionsAndResetRestoresTheInitialControl) {
+  ASSERT_TRUE(sim::AddDevice(Device("D")));
+  api::PPhoXi removed = factory_.CreateAndConnect("D");
+  ASSERT_TRUE(removed);
+  EXPECT_TRUE(sim::RemoveDevice("D"));
+  EXPECT_FALSE(sim::RemoveDevice("D"));
+  EXPECT_FALSE(removed->isConnected());
+  EXPECT_FALSE(sim::GetDeviceState("D"));
+
   ASSERT_TRUE(sim::AddDevice(Device("D")));
   api::PPhoXi handle = factory_.CreateAndConnect("D");
   sim::SetControlVersion("9");
@@ -120,19 +129,12 @@ TEST_F(SimTest, ResetRestoresTheInitialControl) {
   EXPECT_FALSE(handle->isConnected()) << "a re-added device is another device";
 }
 
-TEST_F(SimTest, RemovingADeviceDropsItsConnections) {
-  ASSERT_TRUE(sim::AddDevice(Device("R")));
-  api::PPhoXi handle = factory_.CreateAndConnect("R");
-  ASSERT_TRUE(handle);
-  EXPECT_TRUE(sim::RemoveDevice("R"));
-  EXPECT_FALSE(sim::RemoveDevice("R"));
-  EXPECT_FALSE(handle->isConnected());
-  EXPECT_FALSE(sim::GetDeviceState("R"));
-}
-
-TEST_F(SimTest, FeatureProxyWritesBackToTheDeviceAndInvalidSettingsAreRefused) {
+TEST_F(SimTest, FeatureProxyWritesBackRefusesInvalidValuesAndKeepsMotionCamSettingsToMotionCams) {
   api::PPhoXi handle = Connect(Device("PROXY"));
-  ASSERT_TRUE(handle);
+  sim::VirtualDevice motion = Device("MOTION");
+  motion.Type = api::PhoXiDeviceType::MotionCam3D;
+  api::PPhoXi motionCam = Connect(motion);
+  ASSERT_TRUE(handle && motionCam);
   ASSERT_TRUE(handle->OutputSettings.GetValue().SendNormalMap);
   handle->OutputSettings->SendNormalMap = false;
   EXPECT_FALSE(handle->OutputSettings.GetValue().SendNormalMap);
@@ -155,6 +157,14 @@ TEST_F(SimTest, FeatureProxyWritesBackToTheDeviceAndInvalidSettingsAreRefused) {
   EXPECT_FALSE(handle->TriggerMode.SetValue(api::PhoXiTriggerMode::NoValue));
   EXPECT_FALSE(handle->CalibrationSettings.CanSet());
   EXPECT_FALSE(handle->HardwareIdentification.CanSet());
+
+  // MotionCam settings exist on MotionCams only.
+  EXPECT_FALSE(handle->MotionCam.isEnabled());
+  EXPECT_FALSE(handle->MotionCam.SetValue(api::PhoXiMotionCam()));
+  EXPECT_TRUE(motionCam->MotionCam.isEnabled());
+  motionCam->MotionCam->OperationMode = api::PhoXiOperationMode::Camera;
+  EXPECT_EQ(motionCam->MotionCam.GetValue().OperationMode, api::PhoXiOperationMode::Camera);
+  EXPECT_EQ(sim::GetDeviceState("MOTION")->MotionCam.OperationMode, api::PhoXiOperationMode::Camera);
 }
 
 TEST_F(SimTest, ResolutionSwitchesBetweenFullAndBinned) {
@@ -172,7 +182,7 @@ TEST_F(SimTest, ResolutionSwitchesBetweenFullAndBinned) {
   EXPECT_EQ(calibration.CameraMatrix, fullCalibration.CameraMatrix) << "calibration stays the full resolution's";
 }
 
-TEST_F(SimTest, CalibrationIsReportedAsSet) {
+TEST_F(SimTest, CalibrationIsReportedAsSetAndTheDefaultFitsItsResolution) {
   api::PhoXiCalibrationSettings faulty = sim::DefaultCalibration(api::PhoXiSize(2064, 1544));
   faulty.DistortionCoefficients = {0.1, 0.2, 0.3, 0.4};
   sim::VirtualDevice device = Device("CAL", api::PhoXiSize(2064, 1544));
@@ -187,9 +197,8 @@ TEST_F(SimTest, CalibrationIsReportedAsSet) {
   const api::PhoXiCalibrationSettings read = handle->CalibrationSettings;
   EXPECT_EQ(static_cast<double>(read.CameraMatrix.At(0, 0)), 2000.0);
   EXPECT_EQ(read.DistortionCoefficients.size(), 14u);
-}
 
-TEST_F(SimTest, DefaultCalibrationFitsItsResolution) {
+  // The default calibration fits the resolution it is made for.
   const api::PhoXiCalibrationSettings c = sim::DefaultCalibration(api::PhoXiSize(1680, 1200));
   ASSERT_EQ(c.CameraMatrix.Size, api::PhoXiSize(3, 3));
   EXPECT_GT(c.CameraMatrix.At(0, 0), 1000.0);
@@ -201,20 +210,6 @@ TEST_F(SimTest, DefaultCalibrationFitsItsResolution) {
   EXPECT_EQ(sim::FullResolutionOf(api::PhoXiSize(1032, 772)), api::PhoXiSize(2064, 1544));
   EXPECT_EQ(sim::FullResolutionOf(api::PhoXiSize(1440, 1080)), api::PhoXiSize(1440, 1080));
   EXPECT_EQ(sim::FullResolutionOf(api::PhoXiSize(772, 1032)), api::PhoXiSize());
-}
-
-TEST_F(SimTest, MotionCamSettingsExistOnlyOnMotionCams) {
-  api::PPhoXi scanner = Connect(Device("SCANNER"));
-  sim::VirtualDevice motion = Device("MOTION");
-  motion.Type = api::PhoXiDeviceType::MotionCam3D;
-  api::PPhoXi motionCam = Connect(motion);
-  ASSERT_TRUE(scanner && motionCam);
-  EXPECT_FALSE(scanner->MotionCam.isEnabled());
-  EXPECT_FALSE(scanner->MotionCam.SetValue(api::PhoXiMotionCam()));
-  EXPECT_TRUE(motionCam->MotionCam.isEnabled());
-  motionCam->MotionCam->OperationMode = api::PhoXiOperationMode::Camera;
-  EXPECT_EQ(motionCam->MotionCam.GetValue().OperationMode, api::PhoXiOperationMode::Camera);
-  EXPECT_EQ(sim::GetDeviceState("MOTION")->MotionCam.OperationMode, api::PhoXiOperationMode::Camera);
 }
 
 }  // namespace

@@ -125,7 +125,7 @@ TEST_F(RecordingTest, RecordingKeepsSpecialFloatValuesExactly) {
   EXPECT_TRUE(in.calibration.CameraMatrix.Empty());
 }
 
-TEST_F(RecordingTest, AttachFailuresReturnNothing) {
+TEST_F(RecordingTest, AttachFailuresReturnNothingAndDetachDropsConnections) {
   const std::string good = dir_.File("good.praw");
   ASSERT_TRUE(RecordFrame(good));
   EXPECT_EQ(factory_.AttachFileCamera("missing", {dir_.File("missing.praw")}), "");
@@ -144,11 +144,8 @@ TEST_F(RecordingTest, AttachFailuresReturnNothing) {
   EXPECT_EQ(counters.AttachCalls, 7);
   EXPECT_EQ(counters.LastAttachName, "fine");
   EXPECT_EQ(counters.LastAttachPaths, std::vector<std::string>{good});
-}
 
-TEST_F(RecordingTest, DetachRemovesTheCameraByEitherIdentityAndDropsItsConnections) {
-  const std::string good = dir_.File("good.praw");
-  ASSERT_TRUE(RecordFrame(good));
+  // Detaching removes the camera by either identity and drops its connections.
   for (const bool byName : {false, true}) {
     const std::string id = factory_.AttachFileCamera("cam", {good});
     ASSERT_EQ(id, "file:cam");
@@ -162,9 +159,9 @@ TEST_F(RecordingTest, DetachRemovesTheCameraByEitherIdentityAndDropsItsConnectio
     EXPECT_EQ(camera->HardwareIdentification.GetValue(), id);
     EXPECT_EQ(camera->GetName(), "cam");
   }
-  const sim::FileCameraCounters counters = sim::GetFileCameraCounters();
-  EXPECT_EQ(counters.DetachCalls, 6);
-  EXPECT_EQ(counters.DetachKeys, (std::vector<std::string>{"REC", "file:cam", "file:cam", "REC", "cam", "cam"}));
+  const sim::FileCameraCounters detached = sim::GetFileCameraCounters();
+  EXPECT_EQ(detached.DetachCalls, 6);
+  EXPECT_EQ(detached.DetachKeys, (std::vector<std::string>{"REC", "file:cam", "file:cam", "REC", "cam", "cam"}));
 }
 
 TEST_F(RecordingTest, PlyOutputCarriesTheDeviceCalibration) {

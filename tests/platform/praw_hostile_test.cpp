@@ -6,6 +6,7 @@
 #include <PrawFile.h>
 
 #include "support/ScratchDir.h"
+#include "support/SimulatorFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -106,7 +107,7 @@ std::string Encode(const Layout& l) {
   return out;
 }
 
-class HostileRecordingTest : public ::testing::Test {
+class HostileRecordingTest : public tavrin_test::DeviceTest {
 protected:
   // Reads `bytes` as a recording; on failure checks that a reason is given
   // and the record is left alone.
@@ -140,7 +141,7 @@ TEST_F(HostileRecordingTest, TheHandWrittenLayoutIsAValidRecording) {
   EXPECT_EQ(recording_.frame->ColorCameraImage.Size, api::PhoXiSize(1, 1));
 }
 
-TEST_F(HostileRecordingTest, EveryTruncationTrailingByteAndForeignHeaderIsRefused) {
+TEST_F(HostileRecordingTest, EveryTruncationTrailingByteForeignHeaderAndDirectoryIsRefused) {
   const std::string bytes = Encode(Layout());
   for (std::size_t n = 0; n < bytes.size(); ++n) {
     EXPECT_FALSE(Read(bytes.substr(0, n))) << "first " << n << " bytes";
@@ -148,6 +149,10 @@ TEST_F(HostileRecordingTest, EveryTruncationTrailingByteAndForeignHeaderIsRefuse
   EXPECT_FALSE(Read(bytes + "x"));
   EXPECT_FALSE(Read("Q" + bytes.substr(1))) << "magic";
   EXPECT_FALSE(Read(bytes.substr(0, 8) + '\x02' + bytes.substr(9))) << "version 2";
+  recording_ = sim::PrawRecording();
+  EXPECT_FALSE(sim::ReadPraw(dir_.Path(), recording_, error_)) << "a directory";
+  EXPECT_FALSE(error_.empty());
+  EXPECT_FALSE(recording_.frame);
 }
 
 struct Spoiler {
@@ -207,9 +212,6 @@ INSTANTIATE_TEST_SUITE_P(
 // camera: no device reports such a calibration or such maps.
 class PlayedRecordingTest : public HostileRecordingTest, public ::testing::WithParamInterface<Spoiler> {
 protected:
-  void SetUp() override { sim::Reset(); }
-  void TearDown() override { sim::Reset(); }
-
   // The attached camera's name, empty when the recording was refused.
   std::string Attach(const Layout& layout) {
     EXPECT_TRUE(Read(Encode(layout))) << error_;
@@ -273,13 +275,6 @@ TEST_F(HostileRecordingTest, NonFiniteValuesAreDataNotDamage) {
     EXPECT_EQ(std::isnan(value), std::isnan(recording_.calibration.DistortionCoefficients[0]));
     EXPECT_EQ(std::isnan(value), std::isnan(recording_.frame->PointCloud.At(1, 1).z));
   }
-}
-
-TEST_F(HostileRecordingTest, ADirectoryIsRefused) {
-  recording_ = sim::PrawRecording();
-  EXPECT_FALSE(sim::ReadPraw(dir_.Path(), recording_, error_));
-  EXPECT_FALSE(error_.empty());
-  EXPECT_FALSE(recording_.frame);
 }
 
 }  // namespace

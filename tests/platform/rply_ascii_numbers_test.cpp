@@ -65,19 +65,10 @@ TEST(RplyAsciiNumbers, FloatAndDoubleValuesMatchOneCorrectRounding) {
   ASSERT_TRUE(result.readOk);
   ASSERT_EQ(result.events.size(), 2 * numbers.size());
   for (std::size_t i = 0; i < numbers.size(); ++i) {
-    const float expectedFloat = Expected<float>(numbers[i]);
-    const double expectedDouble = Expected<double>(numbers[i]);
-    const double gotFloat = result.events[2 * i].value;
-    const double gotDouble = result.events[2 * i + 1].value;
     // Bit patterns, so -0 and +0 differ.
-    std::uint64_t a = 0, b = 0;
-    const double widened = expectedFloat;
-    std::memcpy(&a, &gotFloat, 8);
-    std::memcpy(&b, &widened, 8);
-    EXPECT_EQ(a, b) << "float " << numbers[i];
-    std::memcpy(&a, &gotDouble, 8);
-    std::memcpy(&b, &expectedDouble, 8);
-    EXPECT_EQ(a, b) << "double " << numbers[i];
+    const double expectedFloat = Expected<float>(numbers[i]), expectedDouble = Expected<double>(numbers[i]);
+    EXPECT_EQ(std::memcmp(&result.events[2 * i].value, &expectedFloat, 8), 0) << "float " << numbers[i];
+    EXPECT_EQ(std::memcmp(&result.events[2 * i + 1].value, &expectedDouble, 8), 0) << "double " << numbers[i];
   }
 }
 

@@ -98,11 +98,9 @@ TEST(RplyErrors, MissingFileFailsToOpenWithMessage) {
 }
 
 int StopAtSecondValue(p_ply_argument argument) {
-  long* seen = nullptr;
-  void* data = nullptr;
-  ply_get_argument_user_data(argument, &data, nullptr);
-  seen = static_cast<long*>(data);
-  return ++*seen < 2 ? 1 : 0;
+  void* seen = nullptr;
+  ply_get_argument_user_data(argument, &seen, nullptr);
+  return ++*static_cast<long*>(seen) < 2 ? 1 : 0;
 }
 
 TEST(RplyErrors, CallbackReturningZeroAbortsTheRead) {

@@ -79,23 +79,17 @@ TEST_F(Ulog, ConcurrentLinesAllArriveWhole) {
   std::atomic<bool> overlapped{false};
   std::vector<std::string> received;
   ulog::SetSink([&](ulog::Level, const std::string& message, const std::string& component) {
-    if (inSink.fetch_add(1) != 0) {
-      overlapped = true;
-    }
+    if (inSink.fetch_add(1) != 0) overlapped = true;
     received.push_back(component + "/" + message);
     inSink.fetch_sub(1);
   });
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([t] {
-      for (int i = 0; i < kLines; ++i) {
-        ulog::Info(std::to_string(i), "thread" + std::to_string(t));
-      }
+      for (int i = 0; i < kLines; ++i) ulog::Info(std::to_string(i), "thread" + std::to_string(t));
     });
   }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
+  for (std::thread& thread : threads) thread.join();
   ulog::ResetSink();
   EXPECT_FALSE(overlapped);
   ASSERT_EQ(received.size(), static_cast<std::size_t>(kThreads * kLines));
@@ -114,10 +108,7 @@ TEST(IntrinsicParams, JsonRoundTrip) {
   params.AddToJsonNode(node);
   utils::IntrinsicParams read;
   ASSERT_TRUE(read.ReadFromJsonNode(node));
-  EXPECT_EQ(read.fx, 2000.5f);
-  EXPECT_EQ(read.fy, 1999.25f);
-  EXPECT_EQ(read.cx, 840.0f);
-  EXPECT_EQ(read.cy, 600.125f);
+  EXPECT_TRUE(read.fx == 2000.5f && read.fy == 1999.25f && read.cx == 840.0f && read.cy == 600.125f);
 }
 
 class IntrinsicParamsRejects : public ::testing::TestWithParam<const char*> {};

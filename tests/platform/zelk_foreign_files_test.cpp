@@ -114,13 +114,12 @@ TEST_P(ForeignPly, EveryVertexBecomesAPointOfAnUnorganisedScan) {
 
 INSTANTIATE_TEST_SUITE_P(
     Writers, ForeignPly,
-    ::testing::Combine(::testing::Values(PlyVariant{"FloatPoints", "float", "", "", false, false},
-                                         PlyVariant{"DoubleWithNormalsAndByteColours", "double", "uchar", "", true,
-                                                    false},
-                                         PlyVariant{"MeshWithFloatDiffuseColours", "float", "float", "diffuse_",
-                                                    false, true}),
-                       ::testing::Values(PlyEncoding::Ascii, PlyEncoding::BinaryLittleEndian,
-                                         PlyEncoding::BinaryBigEndian)),
+    // The encodings themselves are RPly's to read; one each is enough here.
+    ::testing::Values(PlyCase{{"FloatPoints", "float", "", "", false, false}, PlyEncoding::Ascii},
+                      PlyCase{{"DoubleWithNormalsAndByteColours", "double", "uchar", "", true, false},
+                              PlyEncoding::BinaryLittleEndian},
+                      PlyCase{{"MeshWithFloatDiffuseColours", "float", "float", "diffuse_", false, true},
+                              PlyEncoding::BinaryBigEndian}),
     [](const ::testing::TestParamInfo<PlyCase>& info) {
       return std::string(std::get<0>(info.param).name) + "_" + tavrin_test::PlyEncodingName(std::get<1>(info.param));
     });

@@ -34,22 +34,6 @@ void ExpectPositions(const zelk::PointCloud& cloud, std::uint32_t count) {
   }
 }
 
-TEST(PointCloud, MissingPropertyHasNoDataAndUnknownTypesAreRejected) {
-  TestCloud cloud;
-  cloud.Append(4);
-  EXPECT_EQ(zelk::DataTypeSize(zelk::DataType::Unknown), 0u);
-  EXPECT_EQ(zelk::DataTypeSize(static_cast<zelk::DataType>(200)), 0u);
-  EXPECT_THROW(cloud.AddProperty("bad", zelk::DataType::Unknown), std::invalid_argument);
-  EXPECT_THROW(cloud.AddProperty("bad", static_cast<zelk::DataType>(77)), std::invalid_argument);
-  EXPECT_FALSE(cloud.HasProperty("bad"));
-  EXPECT_EQ(cloud.GetPropertyData(zelk::PointCloud::COLORS), nullptr);
-  EXPECT_EQ(cloud.GetPropertyData("nothing"), nullptr);
-  EXPECT_TRUE(cloud.GetNormals() == nullptr && cloud.GetIntensities() == nullptr && cloud.GetColors() == nullptr);
-  EXPECT_FALSE(cloud.HasNormals() || cloud.HasIntensities() || cloud.HasColors());
-  const zelk::PointCloud& constCloud = cloud;
-  EXPECT_EQ(constCloud.GetPropertyData("nothing"), nullptr);
-}
-
 struct PropertyCase {
   std::string name;
   zelk::DataType type;
@@ -84,9 +68,23 @@ INSTANTIATE_TEST_SUITE_P(Types, PointCloudProperties,
                                            PropertyCase{"bytes", zelk::DataType::Color3b, 3, 5}),
                          [](const ::testing::TestParamInfo<PropertyCase>& info) { return info.param.name; });
 
-// Typed arrays are the property data, and never handed out as another type.
-TEST(PointCloud, TypedAccessorsMatchPropertyDataOfTheirTypeOnly) {
+// Missing and unknown properties give no data; typed arrays are the property
+// data, and never handed out as another type.
+TEST(PointCloud, MissingPropertiesHaveNoDataAndTypedAccessorsMatchTheirTypeOnly) {
   TestCloud cloud;
+  cloud.Append(4);
+  EXPECT_EQ(zelk::DataTypeSize(zelk::DataType::Unknown), 0u);
+  EXPECT_EQ(zelk::DataTypeSize(static_cast<zelk::DataType>(200)), 0u);
+  EXPECT_THROW(cloud.AddProperty("bad", zelk::DataType::Unknown), std::invalid_argument);
+  EXPECT_THROW(cloud.AddProperty("bad", static_cast<zelk::DataType>(77)), std::invalid_argument);
+  EXPECT_FALSE(cloud.HasProperty("bad"));
+  EXPECT_EQ(cloud.GetPropertyData(zelk::PointCloud::COLORS), nullptr);
+  EXPECT_EQ(cloud.GetPropertyData("nothing"), nullptr);
+  EXPECT_TRUE(cloud.GetNormals() == nullptr && cloud.GetIntensities() == nullptr && cloud.GetColors() == nullptr);
+  EXPECT_FALSE(cloud.HasNormals() || cloud.HasIntensities() || cloud.HasColors());
+  const zelk::PointCloud& constCloud = cloud;
+  EXPECT_EQ(constCloud.GetPropertyData("nothing"), nullptr);
+
   cloud.AddNormals();
   cloud.AddIntensities();
   cloud.AddColors();
@@ -103,7 +101,6 @@ TEST(PointCloud, TypedAccessorsMatchPropertyDataOfTheirTypeOnly) {
   EXPECT_EQ(cloud.GetPropertyArray<zelk::Color3b>("labels"), nullptr);
   EXPECT_EQ(cloud.GetPropertyArray<zelk::Color3f>(zelk::PointCloud::NORMALS), nullptr);
   EXPECT_EQ(cloud.GetPropertyArray<glm::vec3>("missing"), nullptr);
-  const zelk::PointCloud& constCloud = cloud;
   EXPECT_EQ(constCloud.GetPropertyArray<glm::vec3>(zelk::PointCloud::NORMALS), cloud.GetNormals());
   EXPECT_EQ(constCloud.GetPropertyArray<float>(zelk::PointCloud::NORMALS), nullptr);
 }
@@ -170,9 +167,10 @@ TEST_P(PointCloudGrowth, GrowingKeepsEveryWrittenElement) {
 
 INSTANTIATE_TEST_SUITE_P(Sizes, PointCloudGrowth, ::testing::Values(1u, 17u, 1000u, 300000u));
 
-TEST(PointCloud, CopyIsDeepAndIndependent) {
+TEST(PointCloud, CopyIsDeepAndIndependentAndKeepsTheReservation) {
   TestCloud source;
   source.AddIntensities();
+  source.Reserve(256);
   source.Append(100);
   FillPositions(source);
   source.GetIntensities()[42] = 4.5f;
@@ -193,23 +191,28 @@ TEST(PointCloud, CopyIsDeepAndIndependent) {
   EXPECT_EQ(copy.GetPositions()[0], glm::vec3(0.0f, 0.5f, -0.0f));
   EXPECT_EQ(copy.GetIntensities()[42], 4.5f);
 
-  zelk::PointCloud assigned;
-  assigned = copy;
+  TestCloud assigned;
+  static_cast<zelk::PointCloud&>(assigned) = copy;
   ExpectPositions(assigned, 100);
   EXPECT_NE(assigned.GetPositions(), copy.GetPositions());
   EXPECT_EQ(assigned.GetIntensities()[42], 4.5f);
-}
+  // The reservation is copied too: growing within it moves nothing.
+  const glm::vec3* positions = assigned.GetPositions();
+  for (int i = 0; i < 156; ++i) assigned.Append(1);
+  EXPECT_EQ(assigned.GetPositions(), positions);
 
-TEST(PointCloud, CopyKeepsTheReservation) {
-  TestCloud source;
-  source.Reserve(64);
-  TestCloud copy;
-  static_cast<zelk::PointCloud&>(copy) = source;
-  glm::vec3* positions = copy.GetPositions();
-  for (int i = 0; i < 64; ++i) {
-    copy.Append(1);
+  // A property on its own, copied or assigned, owns a copy of the elements.
+  const zelk::PointCloudProperty& original = *copy.GetProperty(zelk::PointCloud::INTENSITIES);
+  const zelk::PointCloudProperty alone(original);
+  zelk::PointCloudProperty reassigned("labels", zelk::DataType::UInt32);
+  reassigned = original;
+  for (const zelk::PointCloudProperty* property : {&alone, static_cast<const zelk::PointCloudProperty*>(&reassigned)}) {
+    EXPECT_EQ(property->GetName(), zelk::PointCloud::INTENSITIES);
+    EXPECT_EQ(property->GetType(), zelk::DataType::Float);
+    ASSERT_NE(property->GetData(), nullptr);
+    EXPECT_NE(property->GetData(), original.GetData());
+    EXPECT_EQ(static_cast<const float*>(property->GetData())[42], 4.5f);
   }
-  EXPECT_EQ(copy.GetPositions(), positions);
 }
 
 TEST(PointCloud, MoveTransfersArraysAndEmptiesTheSource) {
@@ -230,25 +233,6 @@ TEST(PointCloud, MoveTransfersArraysAndEmptiesTheSource) {
   EXPECT_EQ(source.Append(3), 0u);
   EXPECT_EQ(source.GetPointCount(), 3u);
   EXPECT_EQ(source.GetPositions()[2], glm::vec3(0.0f));
-}
-
-// A property on its own, copied or assigned, owns a copy of the elements.
-TEST(PointCloudProperty, StandAloneCopyAndAssignmentAreDeep) {
-  TestCloud cloud;
-  cloud.AddIntensities();
-  cloud.Append(4);
-  cloud.GetIntensities()[3] = 1.25f;
-  const zelk::PointCloudProperty& original = *cloud.GetProperty(zelk::PointCloud::INTENSITIES);
-  const zelk::PointCloudProperty copy(original);
-  zelk::PointCloudProperty assigned("labels", zelk::DataType::UInt32);
-  assigned = original;
-  for (const zelk::PointCloudProperty* property : {&copy, static_cast<const zelk::PointCloudProperty*>(&assigned)}) {
-    EXPECT_EQ(property->GetName(), zelk::PointCloud::INTENSITIES);
-    EXPECT_EQ(property->GetType(), zelk::DataType::Float);
-    ASSERT_NE(property->GetData(), nullptr);
-    EXPECT_NE(property->GetData(), original.GetData());
-    EXPECT_EQ(static_cast<const float*>(property->GetData())[3], 1.25f);
-  }
 }
 
 // The conversion back to 8 bits used by the point-cloud writers: x 255,
