@@ -1,19 +1,20 @@
 // Writes the seed files of the fuzz corpora (tests/data/fuzz/<corpus>/) with
 // the system's own writers. The files are committed; run this after a format
 // change and commit what changes:
-//   tavrin_tests_files --gtest_also_run_disabled_tests --gtest_filter='FuzzSeeds.*'
+//   build/<dir>/fuzz/tavrin_write_fuzz_seeds tests/data/fuzz
 // Crash inputs found by fuzzing ("regression-*") are left alone.
-#include "FilesTestSupport.h"
-#include "FuzzCorpus.h"
+#include "files/FilesTestSupport.h"
+#include "support/PlyBuilder.h"
 
 #include <PrawFile.h>
 #include <PrawLayout.h>
 
 #include <zelk/Exporter.h>
 
-#include <gtest/gtest.h>
-
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <limits>
@@ -25,12 +26,24 @@ using tavrin_test::BuildPly;
 using tavrin_test::PlyContent;
 using tavrin_test::PlyEncoding;
 
+std::filesystem::path& Root() {
+  static std::filesystem::path root;
+  return root;
+}
+
+// Every failure is fatal: a corpus half rewritten is worse than none.
+void Check(bool ok, const std::string& what) {
+  if (ok) return;
+  std::fprintf(stderr, "tavrin_write_fuzz_seeds: %s\n", what.c_str());
+  std::exit(1);
+}
+
 void Write(const std::string& corpus, const std::string& name, const std::string& bytes) {
-  const std::filesystem::path dir = fuzz_test::CorpusDir(corpus);
+  const std::filesystem::path dir = Root() / corpus;
   std::filesystem::create_directories(dir);
   std::ofstream out(dir / name, std::ios::binary | std::ios::trunc);
   out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  ASSERT_TRUE(out.good()) << (dir / name);
+  Check(out.good(), "cannot write " + (dir / name).string());
 }
 
 // PLY files for both the Photoneo reader and the bare RPly interface.
@@ -199,7 +212,7 @@ pho::sim::PrawRecording SampleRecording(bool allMaps) {
 std::string PrawBytes(const pho::sim::PrawRecording& recording) {
   const std::filesystem::path path = std::filesystem::temp_directory_path() / "tavrin_fuzz_seed.praw";
   std::string error;
-  EXPECT_TRUE(pho::sim::WritePraw(path.string(), recording, error)) << error;
+  Check(pho::sim::WritePraw(path.string(), recording, error), error);
   std::ifstream in(path, std::ios::binary);
   std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   std::filesystem::remove(path);
@@ -227,7 +240,7 @@ void WritePrawSeeds() {
   // matrix is wrong) and a sensor of no device.
   const auto edited = [&full](const std::function<void(tavrin_fuzz::PrawLayout&)>& edit) {
     std::optional<tavrin_fuzz::PrawLayout> layout = tavrin_fuzz::ParsePraw(full);
-    EXPECT_TRUE(layout);
+    Check(layout.has_value(), "the recording's layout does not parse");
     edit(*layout);
     return tavrin_fuzz::EncodePraw(*layout);
   };
@@ -270,12 +283,18 @@ void WriteSpaceSeeds() {
   Write(target, "broken-id-longer-than-data.bin", std::string("\x01\xff\xff\xff\x7f" "abc", 8));
 }
 
-TEST(FuzzSeeds, DISABLED_WriteCorpus) {
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: tavrin_write_fuzz_seeds CORPUS_ROOT (tests/data/fuzz)\n");
+    return 2;
+  }
+  Root() = argv[1];
   WritePlySeeds();
   WriteObjInfoSeeds();
   WriteZelkSeeds();
   WritePrawSeeds();
   WriteSpaceSeeds();
+  return 0;
 }
-
-}  // namespace
