@@ -111,7 +111,7 @@ TEST(FrameToScan, RemovingEverythingReportsAndThenFails) {
   EXPECT_EQ(scan.GetPointCount(), 0u);
 }
 
-TEST(FrameToScan, AllPixelsUnmeasuredFailsWithPropertiesAlreadySet) {
+TEST(FrameToScan, AllPixelsUnmeasuredOrNoFrameFails) {
   LogCapture log;
   auto frame = EmptyFrame(1032, 772);
   frame->Texture.Resize(frame->PointCloud.Size);
@@ -121,6 +121,9 @@ TEST(FrameToScan, AllPixelsUnmeasuredFailsWithPropertiesAlreadySet) {
   EXPECT_EQ(scan.GetPointCount(), 0u);
   EXPECT_TRUE(scan.HasIntensities());
   EXPECT_TRUE(scan.HasSpace());
+  log.Clear();
+  EXPECT_FALSE(tavrin::PhoFrameToScan(std::shared_ptr<pho::api::Frame>(), FullParams(), scan, {}));
+  EXPECT_TRUE(log.Has(ulog::Level::Fail, "Scan can not be converted or it is empty.", kConvertComponent));
 }
 
 struct ResolutionCase {
@@ -216,35 +219,29 @@ struct MapPresence {
   bool normals;
   bool rgb;
   bool texture;
+  bool otherSize = false;  // the maps are 2 x 2, not the grid's size: not read
 };
 
 class FrameToScanProperties : public ::testing::TestWithParam<MapPresence> {};
 
-TEST_P(FrameToScanProperties, OnlyMapsWithDataBecomeProperties) {
+TEST_P(FrameToScanProperties, OnlyMapsWithDataOfTheGridsSizeBecomeProperties) {
   const MapPresence& m = GetParam();
   auto frame = TwoPointFrame();
-  if (m.normals) frame->NormalMap.Resize(frame->PointCloud.Size);
-  if (m.rgb) frame->TextureRGB.Resize(frame->PointCloud.Size);
-  if (m.texture) frame->Texture.Resize(frame->PointCloud.Size);
+  const pho::api::PhoXiSize size = m.otherSize ? pho::api::PhoXiSize(2, 2) : frame->PointCloud.Size;
+  if (m.normals) frame->NormalMap.Resize(size);
+  if (m.rgb) frame->TextureRGB.Resize(size);
+  if (m.texture) frame->Texture.Resize(size);
   zelk::Scan scan;
   ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
-  EXPECT_EQ(scan.HasNormals(), m.normals);
-  EXPECT_EQ(scan.HasColors(), m.rgb);
-  EXPECT_EQ(scan.HasIntensities(), m.texture);
+  EXPECT_EQ(scan.HasNormals(), m.normals && !m.otherSize);
+  EXPECT_EQ(scan.HasColors(), m.rgb && !m.otherSize);
+  EXPECT_EQ(scan.HasIntensities(), m.texture && !m.otherSize);
 }
 
 INSTANTIATE_TEST_SUITE_P(Maps, FrameToScanProperties,
                          ::testing::Values(MapPresence{false, false, false}, MapPresence{true, false, false},
                                            MapPresence{false, true, false}, MapPresence{false, false, true},
-                                           MapPresence{true, true, true}));
-
-TEST(FrameToScan, MapOfAnotherSizeIsNotRead) {
-  auto frame = TwoPointFrame();
-  frame->NormalMap.Resize(pho::api::PhoXiSize(2, 2));
-  zelk::Scan scan;
-  ASSERT_TRUE(tavrin::PhoFrameToScan(frame, FullParams(), scan, {}));
-  EXPECT_FALSE(scan.HasNormals());
-}
+                                           MapPresence{true, true, true}, MapPresence{true, true, true, true}));
 
 // The frame test is exact: the identity pose gives the camera space, any
 // deviation from it, however small, leaves the point space alone.
@@ -288,13 +285,6 @@ TEST(FrameToScan, SensorPoseBecomesCameraPoseInFloat) {
   EXPECT_EQ(scan.GetSpace()->id, "PhoXi Marker");
 }
 
-TEST(FrameToScan, NullFrameIsRefusedByTheConversion) {
-  LogCapture log;
-  zelk::Scan scan;
-  EXPECT_FALSE(tavrin::PhoFrameToScan(std::shared_ptr<pho::api::Frame>(), FullParams(), scan, {}));
-  EXPECT_TRUE(log.Has(ulog::Level::Fail, "Scan can not be converted or it is empty.", kConvertComponent));
-}
-
 // The device-handle overload: frame checks, then the device's calibration.
 const char* const kDeviceComponent = "phoxi_streamer::PhoXiDevice::ReadPFrame";
 
@@ -328,33 +318,27 @@ protected:
   pho::api::PPhoXi device_;
 };
 
-// Frames that are not usable are refused before the device is asked anything.
-TEST_F(FrameToScanDevice, RefusesUnusableFrames) {
-  std::vector<std::shared_ptr<pho::api::Frame>> frames;
-  frames.push_back(nullptr);
-  frames.push_back(PointFrame());
-  frames.back()->Successful = false;
-  frames.push_back(std::make_shared<pho::api::Frame>());
-  frames.back()->Successful = true;
-  frames.push_back(std::make_shared<pho::api::Frame>());  // only a texture, no point cloud
-  frames.back()->Successful = true;
-  frames.back()->Texture.Resize(pho::api::PhoXiSize(2064, 1544));
-  for (const auto& frame : frames) {
+// Frames that are not usable are refused before the device is asked
+// anything; a usable frame without a device has no calibration.
+TEST_F(FrameToScanDevice, RefusesUnusableFramesThenAMissingDevice) {
+  std::vector<std::shared_ptr<pho::api::Frame>> frames = {nullptr, PointFrame(), std::make_shared<pho::api::Frame>(),
+                                                          std::make_shared<pho::api::Frame>(), PointFrame()};
+  frames[1]->Successful = false;
+  frames[2]->Successful = true;
+  frames[3]->Successful = true;  // only a texture, no point cloud
+  frames[3]->Texture.Resize(pho::api::PhoXiSize(2064, 1544));
+  for (std::size_t k = 0; k < frames.size(); ++k) {
     LogCapture log;
     zelk::Scan scan;
-    EXPECT_FALSE(tavrin::PhoFrameToScan(frame, pho::api::PPhoXi(), scan, {}));
-    EXPECT_TRUE(log.Has(ulog::Level::Fail, "Input frame can not be empty.", kDeviceComponent));
+    EXPECT_FALSE(tavrin::PhoFrameToScan(frames[k], pho::api::PPhoXi(), scan, {}));
+    if (k + 1 < frames.size()) {
+      EXPECT_TRUE(log.Has(ulog::Level::Fail, "Input frame can not be empty.", kDeviceComponent)) << k;
+    } else {
+      EXPECT_TRUE(log.Has(ulog::Level::Warn, "Calibration settings are incorrect.", kDeviceComponent));
+    }
     EXPECT_EQ(log.Lines().size(), 1u);
     EXPECT_EQ(scan.GetResolution(), glm::uvec2(0, 0));
   }
-}
-
-TEST_F(FrameToScanDevice, WithoutDeviceTheCalibrationIsIncorrect) {
-  LogCapture log;
-  zelk::Scan scan;
-  EXPECT_FALSE(tavrin::PhoFrameToScan(PointFrame(), pho::api::PPhoXi(), scan, {}));
-  EXPECT_TRUE(log.Has(ulog::Level::Warn, "Calibration settings are incorrect.", kDeviceComponent));
-  EXPECT_EQ(scan.GetResolution(), glm::uvec2(0, 0));
 }
 
 // A calibration that holds less than the translation reads is refused, never

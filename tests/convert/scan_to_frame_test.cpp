@@ -1,12 +1,6 @@
 // Scan -> point cloud -> frame, and the point-cloud-to-frame step on its own.
-//
-// ScanToPhoFrame (and ExportPhoPly through it) puts a scan's points straight
-// into the frame's maps, in bands of rows on several threads for a large
-// scan. It must give exactly the frame of the two steps it stands for,
-// ZelkScanToPhoPointCloud then PhoPointCloudToPhoFrame, with their messages:
-// here on a scan with points sharing cells, points outside the grid, zero
-// normals, NaN and out-of-range intensities and colours, in every kind of
-// space and for every colour output.
+// ScanToPhoFrame fills the frame's maps directly, in bands of rows on several
+// threads, and must give exactly the frame of the two steps it stands for.
 #include "ConvertTestSupport.h"
 #include "support/LogCapture.h"
 

@@ -8,8 +8,6 @@
 namespace tavrin {
 namespace {
 
-using tavrin_test::DeviceTest;
-
 void ExpectNear(const glm::mat4& actual, const glm::mat4& expected, float tolerance) {
   for (int c = 0; c < 4; ++c) {
     for (int r = 0; r < 4; ++r) {
@@ -23,12 +21,10 @@ glm::vec3 Vec(const pho::api::Point3_64f& p) {
 }
 
 // In marker space the simulated sensor has a pose far from the identity.
-class CameraTransformTest : public DeviceTest {
+class CameraTransformTest : public tavrin_test::ConnectedDeviceTest {
 protected:
   void SetUp() override {
-    DeviceTest::SetUp();
-    const std::string hw = AddDevice();
-    ASSERT_TRUE(device_.Connect(PhoXiDevice::Device, hw, false, false));
+    ConnectedDeviceTest::SetUp();
     ASSERT_TRUE(device_.SetMode(PhoXiDevice::MarkerSpace));
     ASSERT_TRUE(device_.Capture());
     frame_ = device_.GetLastManuallyCapturedPFrame();
@@ -38,7 +34,6 @@ protected:
     lookAt_ = glm::lookAt(eye, eye + Vec(info.SensorZAxis), -Vec(info.SensorYAxis));
   }
 
-  PhoXiDevice device_;
   std::shared_ptr<pho::api::Frame> frame_;
   glm::mat4 lookAt_{1.0f};
 };

@@ -5,6 +5,7 @@
 #include "device/PhoXiStreamer.h"
 
 #include <algorithm>
+#include <set>
 
 namespace tavrin {
 namespace {
@@ -81,16 +82,16 @@ TEST(FileCameraNaming, BaseNameRules) {
   EXPECT_EQ(FileCameraBaseName({}), "");
 }
 
-TEST(FileCameraNaming, SuffixCoversTheWholeRangeUniformly) {
-  std::vector<int> seen(128, 0);
+// 12000 draws over 58 codes: each code, punctuation between 'Z' and 'a'
+// included, is missed with probability below 1e-80.
+TEST(FileCameraNaming, SuffixCoversTheWholeRange) {
+  std::set<char> seen;
   for (int i = 0; i < 2000; ++i) {
     const std::string suffix = FileCameraSuffix();
     ASSERT_TRUE(IsSuffix(suffix)) << suffix;
-    for (char c : suffix) ++seen[static_cast<unsigned char>(c)];
+    seen.insert(suffix.begin(), suffix.end());
   }
-  // 12000 draws over 58 codes: every code, punctuation between 'Z' and 'a'
-  // included, turns up (each is missed with probability below 1e-80).
-  for (int code = 65; code <= 122; ++code) EXPECT_GT(seen[code], 0) << code;
+  EXPECT_EQ(seen.size(), 58u);
 }
 
 TEST_F(FileCameraTest, MissingFilesAreEachReportedOnceAndNothingConnects) {

@@ -9,7 +9,6 @@
 #include <array>
 #include <atomic>
 #include <deque>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <random>
@@ -33,32 +32,6 @@ enum class Op { Connect, Capture, CaptureScan, GetScan, GetFrame, GetLastPFrame,
 constexpr std::array<int, static_cast<int>(Op::Count)> kWeights = {12, 28, 3, 1, 1, 1, 40, 16,
                                                                    12, 12, 5, 7, 1, 1, 12, 1};
 
-// The operation the calling thread runs, so the log sink can tell which
-// operation wrote a line.
-thread_local Op currentOp = Op::Count;
-
-// Counts log lines per operation and message; lines of watchdog threads
-// (no operation) are counted under Op::Count.
-class OpLog {
-public:
-  OpLog() {
-    ulog::SetSink([this](ulog::Level, const std::string& message, const std::string&) {
-      std::lock_guard<std::mutex> lock(mutex_);
-      ++lines_[{currentOp, message}];
-    });
-  }
-  ~OpLog() { ulog::ResetSink(); }
-  int Count(Op op, const std::string& message) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    const auto it = lines_.find({op, message});
-    return it == lines_.end() ? 0 : it->second;
-  }
-
-private:
-  std::mutex mutex_;
-  std::map<std::pair<Op, std::string>, int> lines_;
-};
-
 struct Registration {
   std::atomic<int> calls{0};
 };
@@ -73,7 +46,6 @@ struct Slot {
   // Drops of this slot's device take it exclusively, CaptureScan shared.
   std::shared_mutex fault;
   std::atomic<int> captureOk{0};
-  std::atomic<int> captureScanCalls{0};
   std::atomic<int> captureScanOk{0};
   std::unique_ptr<PhoXiDevice> device = std::make_unique<PhoXiDevice>();
 };
@@ -94,7 +66,6 @@ TEST_F(StressTest, RandomOperationsOnSharedDevices) {
     ASSERT_TRUE(pho::sim::AddDevice(definition));
     slots[i].hw = definition.HWIdentification;
   }
-  OpLog log;
 
   auto registerCallback = [&](Slot& slot, bool useDevice) {
     std::lock_guard<std::mutex> book(slot.book);
@@ -114,13 +85,11 @@ TEST_F(StressTest, RandomOperationsOnSharedDevices) {
 
   auto runOperation = [&](Slot& slot, Op op, std::mt19937& random) {
     PhoXiDevice& device = *slot.device;
-    currentOp = op;
     switch (op) {
       case Op::Connect: device.Connect(PhoXiDevice::Device, slot.hw, false, false); break;
       case Op::Capture: slot.captureOk += device.Capture() ? 1 : 0; break;
       case Op::CaptureScan: {
         std::shared_lock<std::shared_mutex> noDrops(slot.fault);
-        ++slot.captureScanCalls;
         zelk::Scan scan;
         if (device.CaptureScan(scan, nullptr)) {
           ++slot.captureScanOk;
@@ -177,7 +146,6 @@ TEST_F(StressTest, RandomOperationsOnSharedDevices) {
       }
       case Op::Count: break;
     }
-    currentOp = Op::Count;
   };
 
   // A deadlock aborts the program instead of hanging until the test's own timeout.
@@ -213,24 +181,16 @@ TEST_F(StressTest, RandomOperationsOnSharedDevices) {
   }
   EXPECT_EQ(perRegistration, callbacksDelivered.load());
 
-  // CaptureScan calls whose trigger was refused, or whose device could not
-  // be reconnected, said so; all the others accepted a trigger.
-  const int captureScanRefused = log.Count(Op::CaptureScan, "PhoXi streamer unable to capture scene.");
+  // Every accepted trigger was reported by Capture or delivered its scan to
+  // CaptureScan (a refused or unreconnected CaptureScan accepts none).
   int triggersAccepted = 0;
-  int captureOk = 0;
-  int captureScanCalls = 0;
-  int scansDelivered = 0;
+  int reported = 0;
   for (Slot& slot : slots) {
     triggersAccepted += pho::sim::GetCounters(slot.hw).TriggersAccepted;
-    captureOk += slot.captureOk.load();
-    captureScanCalls += slot.captureScanCalls.load();
-    scansDelivered += slot.captureScanOk.load();
+    reported += slot.captureOk.load() + slot.captureScanOk.load();
     EXPECT_FALSE(pho::sim::GetDeviceState(slot.hw)->Connected) << slot.hw << " left connected";
   }
-  EXPECT_EQ(triggersAccepted, captureOk + captureScanCalls - captureScanRefused);
-  EXPECT_EQ(log.Count(Op::CaptureScan, "Can not acquire scan. PhoXi frame data invalid."), 0)
-      << "an accepted trigger of CaptureScan lost its frame";
-  EXPECT_EQ(scansDelivered, captureScanCalls - captureScanRefused);
+  EXPECT_EQ(triggersAccepted, reported);
 }
 
 }  // namespace

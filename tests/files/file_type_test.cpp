@@ -128,13 +128,4 @@ TEST(ImportScan, APlyThatIsNotPhotoneoGoesToTheScanLibrary) {
   EXPECT_FALSE(scan.HasSpace());
 }
 
-TEST(ImportScan, PhotoneoPlyWithoutCalibrationIsRefusedByTheConversion) {
-  ScratchDir dir;
-  LogCapture log;
-  zelk::Scan scan;
-  EXPECT_FALSE(tavrin::ImportScan(scan, dir.Write("a.ply", kPhotoneoHeader)));
-  EXPECT_TRUE(log.Has(ulog::Level::Fail, "Input scan does not contain camera parameters.",
-                      "tavrin::PhoPointcloudToZelkScan"));
-}
-
 }  // namespace

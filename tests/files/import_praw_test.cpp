@@ -117,28 +117,5 @@ TEST_F(ImportPrawTest, AThrowingConnectPassesThroughAndLeavesNoCameraAttached) {
   EXPECT_TRUE(ImportPraw(scan, path));
 }
 
-// A recording deleted after a camera played it cannot be imported; once it
-// is back, it can.
-TEST_F(ImportPrawTest, ARecordingDeletedAndWrittenAgain) {
-  const std::string hw = AddDevice();
-  tavrin_test::ScratchDir dir;
-  const std::string path = (dir.Path() / "take.praw").string();
-  ASSERT_TRUE(tavrin_test::WriteRecording(hw, path));
-  {
-    PhoXiDevice camera;
-    ASSERT_TRUE(camera.Connect(PhoXiDevice::FileCamera, path, false, false));
-  }
-  std::filesystem::remove(path);
-  {
-    LogCapture log;
-    zelk::Scan scan;
-    EXPECT_FALSE(ImportPraw(scan, path));
-    EXPECT_TRUE(log.Has(ulog::Level::Fail, "Can not connect to PhoXi Control when loading praw.", "tavrin::ImportPraw"));
-  }
-  ASSERT_TRUE(tavrin_test::WriteRecording(hw, path));
-  zelk::Scan scan;
-  EXPECT_TRUE(ImportPraw(scan, path));
-}
-
 }  // namespace
 }  // namespace tavrin
