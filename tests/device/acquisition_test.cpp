@@ -254,10 +254,10 @@ TEST_F(AcquisitionTest, OtherDeviceSettingsAreDeviceSpaceAndACustomSpaceLeavesSc
 TEST_F(AcquisitionTest, EnableNormalsKeepsAUsableRadiusAndRaisesAZeroOne) {
   pho::api::PPhoXi other = OtherHandle();
   other->OutputSettings->SendNormalMap = false;
-  other->ProcessingSettings->NormalsEstimationRadius = 4;
+  other->ProcessingSettings->NormalsEstimationRadius = 1;  // the smallest usable radius
   EXPECT_FALSE(device_.AreNormalsEnabled());
   EXPECT_TRUE(device_.EnableNormals());
-  EXPECT_EQ(pho::sim::GetDeviceState(hw_)->ProcessingSettings.NormalsEstimationRadius, 4);
+  EXPECT_EQ(pho::sim::GetDeviceState(hw_)->ProcessingSettings.NormalsEstimationRadius, 1);
   EXPECT_TRUE(device_.AreNormalsEnabled());
 
   other->ProcessingSettings->NormalsEstimationRadius = 0;

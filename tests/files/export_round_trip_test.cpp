@@ -57,7 +57,9 @@ zelk::Scan RandomScan(const glm::uvec2& resolution, unsigned seed) {
     scan.GetPositions()[index] = glm::vec3(coordinate(random), coordinate(random), 300.0f + unit(random) * 1000.0f);
     scan.GetNormals()[index] = glm::normalize(glm::vec3(unit(random) - 0.5f, unit(random) - 0.5f, -1.0f));
     scan.GetIntensities()[index] = unit(random);
-    scan.GetColors()[index] = zelk::Color3f(unit(random), unit(random), unit(random));
+    // At most half the range: a writer that stretched the texture to full
+    // range would change every value.
+    scan.GetColors()[index] = zelk::Color3f(0.5f * unit(random), 0.5f * unit(random), 0.5f * unit(random));
   }
   return scan;
 }
