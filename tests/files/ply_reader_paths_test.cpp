@@ -58,9 +58,9 @@ std::vector<double> VertexValues(int i, int count) {
 
 PlyElement Vertices(const std::vector<std::string>& properties, int count) {
   PlyElement vertex{"vertex", {}, {}};
-  for (const std::string& spec : properties) {
-    const std::size_t space = spec.find(' ');
-    vertex.properties.push_back({spec.substr(0, space), spec.substr(space + 1), ""});
+  for (const std::string& declaration : properties) {
+    const std::size_t space = declaration.find(' ');
+    vertex.properties.push_back({declaration.substr(0, space), declaration.substr(space + 1), ""});
   }
   for (int i = 0; i < count; ++i) {
     std::vector<double> row = VertexValues(i, static_cast<int>(properties.size()));

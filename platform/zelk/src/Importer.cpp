@@ -5,10 +5,8 @@
 
 #include <ulog/ulog.h>
 
-#include <cstdio>
-#include <filesystem>
+#include <cstring>
 #include <istream>
-#include <memory>
 #include <streambuf>
 
 namespace zelk {
